@@ -1,0 +1,15 @@
+// The assertion path.
+#include "component/kelassert.h"
+
+#include <cstdlib>
+
+#include "component/hostservices.h"
+#include "component/iptr.h"
+
+void qtxAssertFailed(const char* expression, const char* file, int line)
+{
+    SPtr<IKelAssertHandlerCB> handler;  // looked up anew for each failure
+    if (!handler)
+        std::exit(255);
+    handler->handleAssert(expression, file, line);
+}

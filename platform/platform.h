@@ -1,0 +1,104 @@
+// The operating-system seam: the only calls of this library that reach the OS.
+//
+// The rest of the system is written against the Windows runtime's model (wide
+// paths with backslashes, _wopen flags, critical sections); each platform file
+// maps that model onto its OS. Paths arrive in canonical form (UTF-16,
+// backslashes) and are turned into the native form here, at every file call.
+//
+// Allocation, open, write and seek go through kelSyscalls, a table of function
+// pointers, so that a test can make exactly those calls fail.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+// _wopen flags, with the Windows runtime's values.
+enum : int {
+    kelOpenReadOnly = 0x0000,
+    kelOpenWriteOnly = 0x0001,
+    kelOpenReadWrite = 0x0002,
+    kelOpenAppend = 0x0008,
+    kelOpenTemporary = 0x0040,  // the file goes away at its last close
+    kelOpenCreate = 0x0100,
+    kelOpenTruncate = 0x0200,
+    kelOpenExclusive = 0x0400,
+    kelOpenText = 0x4000,
+    kelOpenBinary = 0x8000,
+};
+// Permission bits of _wopen: owner read (0x100) and write (0x80).
+enum : int { kelPermOwnerReadWrite = 0x0180 };
+
+// Seek origins.
+enum : int { kelSeekSet = 0, kelSeekCur = 1, kelSeekEnd = 2 };
+
+// The calls that tests may make fail. Each entry has the contract of the
+// kel* wrapper of the same name below; platformDefaultSyscalls() restores
+// the real ones.
+struct KelSyscalls {
+    void* (*malloc)(size_t bytes);
+    void* (*realloc)(void* block, size_t bytes);
+    int (*open)(const char* nativePath, int flags, int permissions);
+    long long (*write)(int fd, const void* data, size_t bytes);
+    long long (*seek)(int fd, long long offset, int origin);
+};
+extern KelSyscalls kelSyscalls;
+void kelRestoreSyscalls();
+
+// The runtime heap. Null when the heap refuses; kelFree(null) does nothing.
+void* kelHeapAlloc(size_t bytes);
+void* kelHeapRealloc(void* block, size_t bytes);
+void kelHeapFree(void* block);
+
+// Descriptor calls by wide path. `path` is a terminated UTF-16 text in
+// canonical form (backslashes); it is decoded and made native here. Flags are
+// the kelOpen* values; text and binary mode are the same on POSIX. Results
+// follow the runtime: a descriptor or -1; a byte count or -1; a position or
+// -1; 0 or -1.
+int kelWOpen(const char16_t* path, int flags, int permissions);
+long long kelRead(int fd, void* buffer, size_t bytes);
+long long kelWrite(int fd, const void* data, size_t bytes);
+long long kelLseeki64(int fd, long long offset, int origin);
+int kelClose(int fd);
+int kelWUnlink(const char16_t* path);
+
+// The native form of a canonical wide path, as UTF-8 bytes: on POSIX every
+// backslash becomes '/'. Writes at most `capacity` bytes including the
+// terminator; gives the length needed without the terminator (so a result
+// >= capacity means the text was cut). A null path gives "".
+size_t kelNativePath(const char16_t* path, char* out, size_t capacity);
+
+// Reads a UTF-8 text file as UTF-16: the byte order mark dropped, CR LF turned
+// into LF, invalid bytes replaced by U+FFFD. Calls `piece` with the text in
+// pieces of at most 8193 units (each terminated; `length` excludes the
+// terminator) and stops early when `piece` gives false. False when the file
+// cannot be opened or read.
+bool kelReadWideTextFile(const char16_t* path, bool (*piece)(void* context, const char16_t* units, size_t length),
+                         void* context);
+
+// A re-entrant lock. kelCriticalSectionInit must run before any other use;
+// the section is never destroyed by this library.
+struct KelCriticalSection {
+    alignas(8) unsigned char storage[64];
+};
+void kelCriticalSectionInit(KelCriticalSection* section);
+void kelCriticalSectionEnter(KelCriticalSection* section);
+void kelCriticalSectionLeave(KelCriticalSection* section);
+
+// A monotonic high-resolution counter; only differences and uniqueness matter.
+long long kelPerformanceCounter();
+unsigned kelProcessId();
+
+// Physical memory and swap from the kernel's own figures, in bytes. False when
+// the query failed (the out values are then untouched).
+bool kelMemoryStatus(unsigned long long* freePhysical, unsigned long long* totalPhysical,
+                     unsigned long long* freeSwap, unsigned long long* totalSwap);
+
+// Shows the out-of-memory message to the user (a message box where there is a
+// window system; standard error here). `message` is a terminated UTF-16 text.
+void kelShowOutOfMemoryMessage(const char16_t* message, const char16_t* caption);
+
+// Makes the symbols of the loaded shared library that holds `address` visible
+// to libraries loaded later: the embedded interpreter's extension modules
+// need the interpreter's symbols even when this module was loaded privately.
+// False when no library holds the address.
+bool kelPromoteLibraryOf(const void* address);

@@ -1,0 +1,57 @@
+// A real service provider for tests: services are put in by name, counts are
+// atomic, and every call is counted so that tests can see what the code did.
+#pragma once
+
+#include <atomic>
+#include <map>
+#include <string>
+
+#include "component/iptr.h"
+#include "component/serviceprovider.h"
+
+class TestServiceProvider : public IKelServiceProvider {
+public:
+    // Makes this the provider of the test module; the destructor takes it back.
+    TestServiceProvider();
+    ~TestServiceProvider() override;
+
+    // Publishes `service` under `name`: a lookup stores the base that the
+    // service gives for `name`. Takes no reference: the test owns the service.
+    void add(const std::string& name, IKelUnknown* service);
+    void remove(const std::string& name);
+
+    int lookupService(const KelCString& name, void** out) override;
+    int testValue() override { return testValueResult; }
+    void addRefShared(int32_t* count) override;
+    bool releaseShared(int32_t* count) override;
+
+    void queryInterface(const char* name, void* out, bool flag) override;
+    const char* className() override { return "TestServiceProvider"; }
+
+    int testValueResult = 0;
+    // When false, releaseShared never asks for destruction.
+    bool allowDestroy = true;
+    std::atomic<int> lookups{0};
+    std::atomic<int> addRefs{0};
+    std::atomic<int> releases{0};
+
+private:
+    std::map<std::string, IKelUnknown*> services_;
+    IKelServiceProvider* previous_;
+};
+
+// A unique temporary directory, removed with everything in it at the end.
+class TempDir {
+public:
+    TempDir();
+    ~TempDir();
+    TempDir(const TempDir&) = delete;
+    TempDir& operator=(const TempDir&) = delete;
+
+    const std::string& path() const { return path_; }
+    // path() + "/" + name
+    std::string file(const std::string& name) const;
+
+private:
+    std::string path_;
+};
