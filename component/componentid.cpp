@@ -1,0 +1,9 @@
+#include "component/componentid.h"
+
+const KelID& kelComponentId()
+{
+    static const uint8_t bytes[16] = {0xd5, 0x1c, 0x76, 0x2a, 0xf8, 0x50, 0xbb, 0x49,
+                                      0xa6, 0x0f, 0x81, 0xa2, 0xca, 0x2a, 0x58, 0x8d};
+    static const KelID id = KelID::fromMemoryBytes(bytes);
+    return id;
+}
