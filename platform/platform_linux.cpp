@@ -1,0 +1,645 @@
+// The Linux side of the operating-system seam (see platform.h): the Windows
+// runtime's model of wide paths, _wopen flags and critical sections mapped
+// onto POSIX and glibc.
+#if defined(__linux__)
+
+#include "platform/platform.h"
+
+#include <dlfcn.h>
+#include <errno.h>
+#include <fcntl.h>
+#include <linux/futex.h>
+#include <pthread.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <vector>
+
+namespace {
+
+// ---- UTF-16 to native path -------------------------------------------------
+
+// Appends the UTF-8 form of `codePoint` at out[length] when it fits in
+// `capacity` (terminator excluded); gives the new length either way.
+size_t putUtf8(char32_t codePoint, char* out, size_t capacity, size_t length)
+{
+    char bytes[4];
+    size_t count;
+    if (codePoint < 0x80) {
+        bytes[0] = char(codePoint);
+        count = 1;
+    } else if (codePoint < 0x800) {
+        bytes[0] = char(0xC0 | (codePoint >> 6));
+        bytes[1] = char(0x80 | (codePoint & 0x3F));
+        count = 2;
+    } else if (codePoint < 0x10000) {
+        bytes[0] = char(0xE0 | (codePoint >> 12));
+        bytes[1] = char(0x80 | ((codePoint >> 6) & 0x3F));
+        bytes[2] = char(0x80 | (codePoint & 0x3F));
+        count = 3;
+    } else {
+        bytes[0] = char(0xF0 | (codePoint >> 18));
+        bytes[1] = char(0x80 | ((codePoint >> 12) & 0x3F));
+        bytes[2] = char(0x80 | ((codePoint >> 6) & 0x3F));
+        bytes[3] = char(0x80 | (codePoint & 0x3F));
+        count = 4;
+    }
+    for (size_t i = 0; i < count; ++i, ++length)
+        if (length < capacity)
+            out[length] = bytes[i];
+    return length;
+}
+
+// Takes one code point from a terminated UTF-16 text; a lone surrogate
+// becomes U+FFFD so that every path has a UTF-8 form.
+char32_t nextCodePoint(const char16_t*& text)
+{
+    char32_t unit = *text++;
+    if (unit >= 0xD800 && unit <= 0xDBFF && *text >= 0xDC00 && *text <= 0xDFFF)
+        return 0x10000 + ((unit - 0xD800) << 10) + (*text++ - 0xDC00);
+    if (unit >= 0xD800 && unit <= 0xDFFF)
+        return 0xFFFD;
+    return unit;
+}
+
+// Converts a UTF-16 text into UTF-8 without touching the heap when it is
+// short; long texts fall back to a vector.
+class NativeText {
+public:
+    NativeText(const char16_t* text, bool pathForm)
+    {
+        size_t need = convert(text, pathForm, local_, sizeof local_);
+        if (need >= sizeof local_) {
+            heap_.resize(need + 1);
+            convert(text, pathForm, heap_.data(), heap_.size());
+        }
+    }
+    const char* get() const { return heap_.empty() ? local_ : heap_.data(); }
+
+private:
+    static size_t convert(const char16_t* text, bool pathForm, char* out, size_t capacity)
+    {
+        size_t length = 0;
+        if (text) {
+            while (*text) {
+                char32_t codePoint = nextCodePoint(text);
+                if (pathForm && codePoint == u'\\')
+                    codePoint = u'/';
+                length = putUtf8(codePoint, out, capacity - 1, length);
+            }
+        }
+        out[length < capacity ? length : capacity - 1] = '\0';
+        return length;
+    }
+
+    char local_[1024];
+    std::vector<char> heap_;
+};
+
+// ---- the real system calls behind kelSyscalls ------------------------------
+
+int nativeOpenFlags(int flags)
+{
+    int native = O_CLOEXEC;
+    switch (flags & (kelOpenWriteOnly | kelOpenReadWrite)) {
+    case kelOpenWriteOnly:
+        native |= O_WRONLY;
+        break;
+    case kelOpenReadWrite:
+        native |= O_RDWR;
+        break;
+    default:
+        native |= O_RDONLY;
+        break;
+    }
+    if (flags & kelOpenAppend)
+        native |= O_APPEND;
+    if (flags & kelOpenCreate)
+        native |= O_CREAT;
+    if (flags & kelOpenTruncate)
+        native |= O_TRUNC;
+    if (flags & kelOpenExclusive)
+        native |= O_EXCL;
+    // Text and binary mode are the same thing here.
+    return native;
+}
+
+mode_t nativePermissions(int permissions)
+{
+    mode_t mode = 0;
+    if (permissions & 0x100)
+        mode |= S_IRUSR;
+    if (permissions & 0x80)
+        mode |= S_IWUSR;
+    return mode;
+}
+
+void* systemMalloc(size_t bytes)
+{
+    return std::malloc(bytes);
+}
+
+void* systemRealloc(void* block, size_t bytes)
+{
+    return std::realloc(block, bytes);
+}
+
+int systemOpen(const char* nativePath, int flags, int permissions)
+{
+    int fd;
+    do
+        fd = ::open(nativePath, nativeOpenFlags(flags), nativePermissions(permissions));
+    while (fd == -1 && errno == EINTR);
+    // A temporary file is deleted at its last close on Windows; unlinking the
+    // name at once gives the same end, and nothing opens it by name again.
+    if (fd != -1 && (flags & kelOpenTemporary))
+        ::unlink(nativePath);
+    return fd;
+}
+
+long long systemWrite(int fd, const void* data, size_t bytes)
+{
+    ssize_t written;
+    do
+        written = ::write(fd, data, bytes);
+    while (written == -1 && errno == EINTR);
+    return written;
+}
+
+long long systemSeek(int fd, long long offset, int origin)
+{
+    int whence = origin == kelSeekCur ? SEEK_CUR : origin == kelSeekEnd ? SEEK_END : SEEK_SET;
+    return ::lseek(fd, off_t(offset), whence);
+}
+
+constexpr KelSyscalls defaultSyscalls = {systemMalloc, systemRealloc, systemOpen, systemWrite, systemSeek};
+
+}  // namespace
+
+KelSyscalls kelSyscalls = defaultSyscalls;
+
+void kelRestoreSyscalls()
+{
+    kelSyscalls = defaultSyscalls;
+}
+
+// ---- heap --------------------------------------------------------------------
+
+void* kelHeapAlloc(size_t bytes)
+{
+    return kelSyscalls.malloc(bytes);
+}
+
+void* kelHeapRealloc(void* block, size_t bytes)
+{
+    return kelSyscalls.realloc(block, bytes);
+}
+
+void kelHeapFree(void* block)
+{
+    std::free(block);
+}
+
+// ---- descriptor calls ------------------------------------------------------
+
+size_t kelNativePath(const char16_t* path, char* out, size_t capacity)
+{
+    char dummy;
+    if (capacity == 0) {
+        out = &dummy;
+        capacity = 1;
+    }
+    size_t length = 0;
+    if (path) {
+        while (*path) {
+            char32_t codePoint = nextCodePoint(path);
+            length = putUtf8(codePoint == u'\\' ? char32_t(u'/') : codePoint, out, capacity - 1, length);
+        }
+    }
+    out[length < capacity ? length : capacity - 1] = '\0';
+    return length;
+}
+
+int kelWOpen(const char16_t* path, int flags, int permissions)
+{
+    NativeText native(path, true);
+    return kelSyscalls.open(native.get(), flags, permissions);
+}
+
+long long kelRead(int fd, void* buffer, size_t bytes)
+{
+    ssize_t got;
+    do
+        got = ::read(fd, buffer, bytes);
+    while (got == -1 && errno == EINTR);
+    return got;
+}
+
+long long kelWrite(int fd, const void* data, size_t bytes)
+{
+    return kelSyscalls.write(fd, data, bytes);
+}
+
+long long kelLseeki64(int fd, long long offset, int origin)
+{
+    return kelSyscalls.seek(fd, offset, origin);
+}
+
+int kelClose(int fd)
+{
+    // Retrying a close after EINTR may close a descriptor that another thread
+    // has just been given, so the one call stands.
+    return ::close(fd);
+}
+
+int kelWUnlink(const char16_t* path)
+{
+    NativeText native(path, true);
+    return ::unlink(native.get());
+}
+
+// ---- UTF-8 text file as UTF-16 -----------------------------------------------
+
+namespace {
+
+enum : int { kelPieceUnits = 8193, kelNeedMore = -1 };
+
+// Decodes one code point of strict UTF-8 at `p`. Gives the number of bytes
+// taken and sets `codePoint`; a broken sequence gives U+FFFD and takes its
+// longest valid beginning (at least one byte). kelNeedMore when the sequence
+// may go on past `end` and more bytes are coming.
+int decodeUtf8(const unsigned char* p, const unsigned char* end, bool final, char32_t& codePoint)
+{
+    unsigned char lead = p[0];
+    if (lead < 0x80) {
+        codePoint = lead;
+        return 1;
+    }
+    int length;
+    unsigned char low = 0x80, high = 0xBF;  // the range of the second byte
+    if (lead >= 0xC2 && lead <= 0xDF) {
+        length = 2;
+    } else if (lead >= 0xE0 && lead <= 0xEF) {
+        length = 3;
+        if (lead == 0xE0)
+            low = 0xA0;  // overlong
+        if (lead == 0xED)
+            high = 0x9F;  // surrogates
+    } else if (lead >= 0xF0 && lead <= 0xF4) {
+        length = 4;
+        if (lead == 0xF0)
+            low = 0x90;  // overlong
+        if (lead == 0xF4)
+            high = 0x8F;  // above U+10FFFF
+    } else {
+        codePoint = 0xFFFD;
+        return 1;
+    }
+    char32_t value = lead & (0x7F >> length);
+    for (int i = 1; i < length; ++i) {
+        if (p + i == end) {
+            if (!final)
+                return kelNeedMore;
+            codePoint = 0xFFFD;
+            return i;
+        }
+        unsigned char next = p[i];
+        if (next < (i == 1 ? low : 0x80) || next > (i == 1 ? high : 0xBF)) {
+            codePoint = 0xFFFD;
+            return i;
+        }
+        value = (value << 6) | (next & 0x3F);
+    }
+    codePoint = value;
+    return length;
+}
+
+// Collects units into pieces the way a line-wise wide read would: a piece
+// ends after a line feed or when it is full.
+class PieceWriter {
+public:
+    using Callback = bool (*)(void* context, const char16_t* units, size_t length);
+    PieceWriter(Callback piece, void* context) : piece_(piece), context_(context) {}
+
+    // False once the receiver has asked to stop.
+    bool add(char32_t codePoint)
+    {
+        if (atStart_) {
+            atStart_ = false;
+            if (codePoint == 0xFEFF)
+                return true;
+        }
+        if (pendingReturn_) {
+            pendingReturn_ = false;
+            if (codePoint != u'\n' && !put(u'\r'))
+                return false;
+        }
+        if (codePoint == u'\r') {
+            pendingReturn_ = true;
+            return true;
+        }
+        if (codePoint < 0x10000)
+            return put(char16_t(codePoint));
+        if (count_ + 2 > kelPieceUnits && !flush())
+            return false;
+        return put(char16_t(0xD800 + ((codePoint - 0x10000) >> 10)))
+               && put(char16_t(0xDC00 + ((codePoint - 0x10000) & 0x3FF)));
+    }
+
+    bool finish()
+    {
+        if (pendingReturn_) {
+            pendingReturn_ = false;
+            if (!put(u'\r'))
+                return false;
+        }
+        return flush();
+    }
+
+private:
+    bool put(char16_t unit)
+    {
+        units_[count_++] = unit;
+        return (unit == u'\n' || count_ == kelPieceUnits) ? flush() : true;
+    }
+
+    bool flush()
+    {
+        if (count_ == 0)
+            return !stopped_;
+        units_[count_] = 0;
+        size_t length = count_;
+        count_ = 0;
+        if (!stopped_ && !piece_(context_, units_, length))
+            stopped_ = true;
+        return !stopped_;
+    }
+
+    Callback piece_;
+    void* context_;
+    char16_t units_[kelPieceUnits + 1];
+    size_t count_ = 0;
+    bool atStart_ = true;
+    bool pendingReturn_ = false;
+    bool stopped_ = false;
+};
+
+// Decodes bytes[0, length) into `writer`; gives the number of bytes left
+// over at the end (an unfinished sequence), or -1 when the writer stopped.
+long long decodeInto(PieceWriter& writer, const unsigned char* bytes, size_t length, bool final)
+{
+    const unsigned char* p = bytes;
+    const unsigned char* end = bytes + length;
+    while (p < end) {
+        char32_t codePoint;
+        int taken = decodeUtf8(p, end, final, codePoint);
+        if (taken == kelNeedMore)
+            return end - p;
+        if (!writer.add(codePoint))
+            return -1;
+        p += taken;
+    }
+    return 0;
+}
+
+}  // namespace
+
+bool kelReadWideTextFile(const char16_t* path, bool (*piece)(void* context, const char16_t* units, size_t length),
+                         void* context)
+{
+    int fd = kelWOpen(path, kelOpenReadOnly | kelOpenText, 0);
+    if (fd == -1)
+        return false;
+    // Both buffers are large for a stack; they live on the heap for the call.
+    struct Buffers {
+        Buffers(PieceWriter::Callback piece, void* context) : writer(piece, context) {}
+        PieceWriter writer;
+        unsigned char bytes[65536];
+    };
+    std::unique_ptr<Buffers> buffers(new Buffers(piece, context));
+    size_t kept = 0;
+    bool ok = true;
+    for (;;) {
+        long long got = kelRead(fd, buffers->bytes + kept, sizeof buffers->bytes - kept);
+        if (got < 0)
+            ok = false;
+        bool final = got <= 0;
+        size_t length = kept + size_t(got > 0 ? got : 0);
+        long long left = decodeInto(buffers->writer, buffers->bytes, length, final);
+        if (left < 0 || final)
+            break;
+        std::memmove(buffers->bytes, buffers->bytes + length - size_t(left), size_t(left));
+        kept = size_t(left);
+    }
+    ::close(fd);
+    buffers->writer.finish();
+    return ok;
+}
+
+// ---- critical section ------------------------------------------------------
+
+namespace {
+
+// A re-entrant lock built on one futex word (0 free, 1 held, 2 held with
+// sleepers), an owner and a depth. Spinning a little before sleeping keeps two
+// threads that take the lock for a few nanoseconds at a time from handing it
+// over through the kernel on every call.
+struct Section {
+    std::atomic<int> word;
+    std::atomic<unsigned long> owner;
+    int depth;
+};
+static_assert(sizeof(Section) <= sizeof(KelCriticalSection::storage), "the section must fit its storage");
+
+Section* sectionOf(KelCriticalSection* section)
+{
+    return std::launder(reinterpret_cast<Section*>(section->storage));
+}
+
+void futexWait(std::atomic<int>* word, int expected)
+{
+    syscall(SYS_futex, reinterpret_cast<int*>(word), FUTEX_WAIT_PRIVATE, expected, nullptr, nullptr, 0);
+}
+
+void futexWake(std::atomic<int>* word)
+{
+    syscall(SYS_futex, reinterpret_cast<int*>(word), FUTEX_WAKE_PRIVATE, 1, nullptr, nullptr, 0);
+}
+
+void spinPause()
+{
+#if defined(__x86_64__) || defined(__i386__)
+    __builtin_ia32_pause();
+#elif defined(__aarch64__)
+    asm volatile("yield");
+#endif
+}
+
+void acquireWord(std::atomic<int>& word)
+{
+    int expected = 0;
+    if (word.compare_exchange_strong(expected, 1, std::memory_order_acquire, std::memory_order_relaxed))
+        return;
+    for (int spin = 0; spin < 200; ++spin) {
+        spinPause();
+        expected = 0;
+        if (word.load(std::memory_order_relaxed) == 0
+            && word.compare_exchange_weak(expected, 1, std::memory_order_acquire, std::memory_order_relaxed))
+            return;
+    }
+    // From here on the word says 2, so that the holder wakes a sleeper.
+    while (word.exchange(2, std::memory_order_acquire) != 0)
+        futexWait(&word, 2);
+}
+
+}  // namespace
+
+void kelCriticalSectionInit(KelCriticalSection* section)
+{
+    Section* s = new (section->storage) Section;
+    s->word.store(0, std::memory_order_relaxed);
+    s->owner.store(0, std::memory_order_relaxed);
+    s->depth = 0;
+}
+
+void kelCriticalSectionEnter(KelCriticalSection* section)
+{
+    Section* s = sectionOf(section);
+    // Only this thread can have stored its own id, so a relaxed read that
+    // finds it is proof that the lock is already ours.
+    unsigned long self = pthread_self();
+    if (s->owner.load(std::memory_order_relaxed) == self) {
+        ++s->depth;
+        return;
+    }
+    acquireWord(s->word);
+    s->owner.store(self, std::memory_order_relaxed);
+    s->depth = 1;
+}
+
+void kelCriticalSectionLeave(KelCriticalSection* section)
+{
+    Section* s = sectionOf(section);
+    if (--s->depth > 0)
+        return;
+    s->owner.store(0, std::memory_order_relaxed);
+    if (s->word.exchange(0, std::memory_order_release) == 2)
+        futexWake(&s->word);
+}
+
+// ---- counter, process, memory ----------------------------------------------
+
+long long kelPerformanceCounter()
+{
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return (long long)now.tv_sec * 1000000000LL + now.tv_nsec;
+}
+
+unsigned kelProcessId()
+{
+    return unsigned(getpid());
+}
+
+namespace {
+
+// Finds "Name:   12345 kB" in the text of /proc/meminfo; gives bytes.
+bool meminfoField(const char* text, const char* name, unsigned long long* bytes)
+{
+    size_t nameLength = std::strlen(name);
+    for (const char* line = text; line && *line; line = std::strchr(line, '\n'), line = line ? line + 1 : nullptr) {
+        if (std::strncmp(line, name, nameLength) != 0 || line[nameLength] != ':')
+            continue;
+        char* end = nullptr;
+        unsigned long long kib = std::strtoull(line + nameLength + 1, &end, 10);
+        if (end == line + nameLength + 1)
+            return false;
+        *bytes = kib * 1024;
+        return true;
+    }
+    return false;
+}
+
+}  // namespace
+
+bool kelMemoryStatus(unsigned long long* freePhysical, unsigned long long* totalPhysical,
+                     unsigned long long* freeSwap, unsigned long long* totalSwap)
+{
+    // Read with plain descriptor calls: this runs when the heap is exhausted.
+    char text[8192];
+    int fd = ::open("/proc/meminfo", O_RDONLY | O_CLOEXEC);
+    if (fd == -1)
+        return false;
+    size_t length = 0;
+    for (;;) {
+        long long got = kelRead(fd, text + length, sizeof text - 1 - length);
+        if (got <= 0)
+            break;
+        length += size_t(got);
+    }
+    ::close(fd);
+    text[length] = '\0';
+
+    unsigned long long values[4];
+    // Kernels before 3.14 lack MemAvailable; MemFree is the nearest figure.
+    bool found = (meminfoField(text, "MemAvailable", &values[0]) || meminfoField(text, "MemFree", &values[0]))
+                 && meminfoField(text, "MemTotal", &values[1]) && meminfoField(text, "SwapFree", &values[2])
+                 && meminfoField(text, "SwapTotal", &values[3]);
+    if (!found)
+        return false;
+    *freePhysical = values[0];
+    *totalPhysical = values[1];
+    *freeSwap = values[2];
+    *totalSwap = values[3];
+    return true;
+}
+
+namespace {
+
+// Writes a UTF-16 text to a descriptor as UTF-8 through a stack buffer: the
+// heap may be exhausted when this runs.
+void writeWide(int fd, const char16_t* text)
+{
+    char buffer[256];
+    size_t length = 0;
+    while (text && *text) {
+        length = putUtf8(nextCodePoint(text), buffer, sizeof buffer, length);
+        if (length > sizeof buffer - 4) {
+            systemWrite(fd, buffer, length);
+            length = 0;
+        }
+    }
+    if (length)
+        systemWrite(fd, buffer, length);
+}
+
+}  // namespace
+
+void kelShowOutOfMemoryMessage(const char16_t* message, const char16_t* caption)
+{
+    // There is no window system to ask; standard error is the user's screen.
+    writeWide(STDERR_FILENO, caption);
+    systemWrite(STDERR_FILENO, ": ", 2);
+    writeWide(STDERR_FILENO, message);
+    systemWrite(STDERR_FILENO, "\n", 1);
+}
+
+bool kelPromoteLibraryOf(const void* address)
+{
+    Dl_info info;
+    if (!dladdr(address, &info) || !info.dli_fname)
+        return false;
+    // RTLD_NOLOAD only changes the flags of the library that is already
+    // there. The handle is kept, not closed: the interpreter that needs the
+    // symbols cannot be unloaded safely anyway.
+    return dlopen(info.dli_fname, RTLD_NOW | RTLD_NOLOAD | RTLD_GLOBAL) != nullptr;
+}
+
+#endif  // __linux__
