@@ -1,0 +1,327 @@
+// The chunk reader and writer, the identity form and the shared string reader.
+#include "persistence/kelfile.h"
+
+#include <climits>
+#include <cstring>
+#include <memory>
+
+#include "component/kelassert.h"
+#include "text/qtxcstring.h"
+
+namespace {
+
+constexpr const char* kelfileName = ".\\kelfile";
+constexpr uint64_t shortHeadSize = 8;
+constexpr uint64_t longHeadSize = 12;
+
+}  // namespace
+
+// ---- reader ----
+
+KelChunkReader::KelChunkReader(KelBinaryInput* stream) : end_(3), bi_(stream) {}
+
+KelChunkReader::~KelChunkReader()
+{
+    delete chunkKey_;
+}
+
+bool KelChunkReader::reject(int64_t start)
+{
+    bi_->seek(start, true);
+    good_ = false;
+    return false;
+}
+
+bool KelChunkReader::readChunk()
+{
+    KEL_ASSERT(bi_, kelfileName);
+    if (!bi_)
+        return false;
+    int64_t start = bi_->tell();
+    uint32_t head = 0;
+    bi_->read32(&head, 1);
+    chunkVersion_ = static_cast<int32_t>(head & 0xff);
+    chunkId_ = head >> 8;
+    if (chunkId_ == kelChunkRoot && bi_->width == 0)
+        bi_->width = chunkVersion_ == 0 ? 32 : 64;
+
+    uint64_t length = 0;
+    uint64_t headSize = shortHeadSize;
+    if (bi_->width == 64) {
+        bi_->read64(&length, 1);
+        headSize = longHeadSize;
+    } else {
+        uint32_t shortLength = 0;
+        bi_->read32(&shortLength, 1);
+        length = shortLength;
+    }
+    uint64_t begin = static_cast<uint64_t>(start);
+    uint64_t end = begin + length;
+    if (!good_ || !bi_->good() || end < begin + headSize || end > bi_->size)
+        return reject(start);
+    if (chunkId_ == kelChunkKeyed) {
+        if (!chunkKey_)
+            chunkKey_ = new KelID();
+        if (!readID(*chunkKey_, bi_))
+            return reject(start);
+    }
+    end_.push(end);
+    return true;
+}
+
+bool KelChunkReader::readChunk(unsigned id)
+{
+    if (!readChunk())
+        return false;
+    if (chunkId_ != id) {
+        good_ = false;
+        return false;
+    }
+    return true;
+}
+
+bool KelChunkReader::peekChunk(unsigned id, int* version)
+{
+    if (version)
+        *version = -1;
+    KEL_ASSERT(bi_, kelfileName);
+    if (!bi_)
+        return false;
+    int64_t position = bi_->tell();
+    uint32_t head = 0;
+    bi_->read32(&head, 1);
+    if (!good_ || !bi_->good())
+        return false;
+    bi_->seek(position, true);
+    if ((head >> 8) != id)
+        return false;
+    if (version)
+        *version = static_cast<int>(head & 0xff);
+    return true;
+}
+
+bool KelChunkReader::atChunkEnd()
+{
+    if (!good_)
+        return true;
+    KEL_ASSERT(bi_, kelfileName);
+    if (!bi_)
+        return true;
+    return bi_->tell() >= static_cast<int64_t>(innermostEnd());
+}
+
+void KelChunkReader::endChunk()
+{
+    if (end_.count < 1 && good_)
+        qtxAssertFailed("end_.size() > 0 || !good_", kelfileName, __LINE__);
+    if (end_.count == 0)
+        return;
+    if (good_ && bi_)
+        bi_->seek(static_cast<int64_t>(innermostEnd()), true);
+    end_.pop();
+    if (good_)
+        good_ = bi_ != nullptr && bi_->good();
+}
+
+int64_t KelChunkReader::bytesLeft()
+{
+    KEL_ASSERT(bi_, kelfileName);
+    if (!bi_ || !good_)
+        return 0;
+    return static_cast<int64_t>(innermostEnd()) - bi_->tell();
+}
+
+KelBinaryInput* KelChunkReader::stream()
+{
+    KEL_ASSERT(bi_, kelfileName);
+    return bi_;
+}
+
+bool KelChunkReader::good() const
+{
+    return good_ && bi_ && bi_->good();
+}
+
+KelChunkReader& KelChunkReader::readIDChunk(KelID& id)
+{
+    if (readChunk() && chunkId_ != kelChunkID)
+        good_ = false;
+    if (good_ && bi_ && bi_->good())
+        readID(id, bi_);
+    endChunk();
+    return *this;
+}
+
+void KelChunkReader::attach(KelBinaryInput* stream)
+{
+    delete chunkKey_;
+    chunkKey_ = nullptr;
+    end_.count = 0;
+    bi_ = stream;
+    good_ = true;
+}
+
+// ---- writer ----
+
+KelChunkWriter::KelChunkWriter(KelBinaryOutput* stream, bool ownsStream)
+    : start_(2), bo_(stream), ownsStream_(ownsStream), formatVersion_(stream ? stream->formatVersion : 0)
+{
+}
+
+KelChunkWriter::~KelChunkWriter()
+{
+    while (bo_ && start_.count > 0)
+        endChunk();
+    if (ownsStream_ && bo_) {
+        bo_->close();
+        if (deletesStream_)
+            delete bo_;
+        bo_ = nullptr;
+    }
+}
+
+void KelChunkWriter::beginChunk(unsigned id, int version)
+{
+    KEL_ASSERT(bo_, kelfileName);
+    if (!bo_)
+        return;
+    uint64_t start = logicalPosition();
+    uint32_t head = (static_cast<uint32_t>(id) << 8) | (static_cast<uint32_t>(version) & 0xff);
+    bo_->write32(&head, 1);
+    start_.push(start);
+    if (shortLengths()) {
+        uint32_t zero = 0;
+        bo_->write32(&zero, 1);
+    } else {
+        uint64_t zero = 0;
+        bo_->write64(&zero, 1);
+    }
+}
+
+void KelChunkWriter::endChunk()
+{
+    KEL_ASSERT(bo_, kelfileName);
+    if (start_.count < 1)
+        qtxAssertFailed("start_.size() > 0", kelfileName, __LINE__);
+    if (!bo_ || start_.count < 1)
+        return;
+    uint64_t now = logicalPosition();
+    uint64_t start = start_.data[start_.count];
+    uint64_t length = now - start;
+    bo_->flush();
+    bo_->seek(static_cast<int64_t>(start + 4), true);
+    if (shortLengths()) {
+        if (length > 0xFFFFFFFFu) {
+            length = 0xFFFFFFFFu;
+            good_ = false;
+        }
+        uint32_t shortLength = static_cast<uint32_t>(length);
+        bo_->write32(&shortLength, 1);
+    } else {
+        bo_->write64(&length, 1);
+    }
+    bo_->flush();
+    bo_->seek(static_cast<int64_t>(now), true);
+    start_.pop();
+}
+
+KelBinaryOutput* KelChunkWriter::stream()
+{
+    KEL_ASSERT(bo_, kelfileName);
+    return bo_;
+}
+
+bool KelChunkWriter::good() const
+{
+    return good_ && bo_ && bo_->good();
+}
+
+KelChunkWriter& KelChunkWriter::writeCStringChunk(const KelCString& text)
+{
+    beginChunk(kelChunkString, 0);
+    if (const char* chars = text.chars())
+        bo_->writeRaw(chars, std::strlen(chars));
+    endChunk();
+    return *this;
+}
+
+KelChunkWriter& KelChunkWriter::writeIDChunk(const KelID& id)
+{
+    beginChunk(kelChunkID, 0);
+    writeID(id, bo_);
+    endChunk();
+    return *this;
+}
+
+// ---- identities and strings on the bare stream ----
+
+bool readID(KelID& id, KelBinaryInput* stream)
+{
+    uint32_t data1 = 0;
+    uint16_t data2 = 0, data3 = 0;
+    uint8_t data4[8] = {};
+    stream->read32(&data1, 1);
+    if (!stream->good())
+        return false;
+    stream->read16(&data2, 1);
+    if (!stream->good())
+        return false;
+    stream->read16(&data3, 1);
+    if (!stream->good())
+        return false;
+    stream->read8(data4, 8);
+    if (!stream->good())
+        return false;
+    id = KelID(data1, data2, data3, data4);
+    return true;
+}
+
+void writeID(const KelID& id, KelBinaryOutput* stream)
+{
+    stream->write32(&id.data1, 1);
+    if (!stream->good())
+        return;
+    stream->write16(&id.data2, 1);
+    if (!stream->good())
+        return;
+    stream->write16(&id.data3, 1);
+    if (!stream->good())
+        return;
+    for (const uint8_t& byte : id.data4)
+        stream->write8(&byte, 1);
+}
+
+bool readCString(KelCString& text, KelBinaryInput* stream)
+{
+    // One reader for every string read in the process, made on first use; it
+    // remembers its stream and stays bad for it after a failure.
+    static KelChunkReader shared(nullptr);
+    static bool made = false;
+    if (!made) {
+        made = true;
+        shared.good_ = false;
+    }
+    if (shared.bi_ != stream)
+        shared.attach(stream);
+
+    if (shared.readChunk() && shared.chunkId_ != kelChunkString)
+        shared.good_ = false;
+    if (shared.good_ && stream->good()) {
+        int64_t bytesLeft = shared.bytesLeft();
+        if (bytesLeft < 0 || bytesLeft >= INT32_MAX) {
+            shared.good_ = false;
+        } else {
+            // The string takes a copy of its own; an undelivered tail reads as
+            // zeros rather than as whatever the block held.
+            std::unique_ptr<char[]> bytes(new char[static_cast<size_t>(bytesLeft) + 1]);
+            uint64_t want = static_cast<uint64_t>(bytesLeft);
+            uint64_t got = stream->readRaw(bytes.get(), want);
+            if (got > want)
+                got = want;
+            std::memset(bytes.get() + got, 0, static_cast<size_t>(bytesLeft) + 1 - got);
+            text.assign(bytes.get());
+        }
+    }
+    shared.endChunk();
+    return stream->good();
+}
