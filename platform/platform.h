@@ -102,3 +102,12 @@ void kelShowOutOfMemoryMessage(const char16_t* message, const char16_t* caption)
 // need the interpreter's symbols even when this module was loaded privately.
 // False when no library holds the address.
 bool kelPromoteLibraryOf(const void* address);
+
+// Loads a shared library by its native path. Null on failure, with the
+// loader's reason in `error` (cut to `capacity` bytes, terminated).
+void* kelLoadLibrary(const char* path, char* error, size_t capacity);
+// The address of the exported symbol `name` of a loaded library, or null.
+void* kelLibrarySymbol(void* library, const char* name);
+// The native path of the running program, UTF-8. Writes at most `capacity`
+// bytes including the terminator; gives the length without it, 0 on failure.
+size_t kelExecutablePath(char* out, size_t capacity);

@@ -642,4 +642,34 @@ bool kelPromoteLibraryOf(const void* address)
     return dlopen(info.dli_fname, RTLD_NOW | RTLD_NOLOAD | RTLD_GLOBAL) != nullptr;
 }
 
+void* kelLoadLibrary(const char* path, char* error, size_t capacity)
+{
+    // RTLD_LOCAL: a component keeps its own copy of the foundation's statics.
+    void* library = dlopen(path, RTLD_NOW | RTLD_LOCAL);
+    if (!library && error && capacity) {
+        const char* reason = dlerror();
+        std::strncpy(error, reason ? reason : "unknown error", capacity - 1);
+        error[capacity - 1] = '\0';
+    }
+    return library;
+}
+
+void* kelLibrarySymbol(void* library, const char* name)
+{
+    return library ? dlsym(library, name) : nullptr;
+}
+
+size_t kelExecutablePath(char* out, size_t capacity)
+{
+    if (!out || capacity == 0)
+        return 0;
+    ssize_t length = readlink("/proc/self/exe", out, capacity - 1);
+    if (length <= 0) {
+        out[0] = '\0';
+        return 0;
+    }
+    out[length] = '\0';
+    return static_cast<size_t>(length);
+}
+
 #endif  // __linux__
