@@ -1,0 +1,116 @@
+// The bucket memory pool: block storage for strings and other small blocks.
+//
+// A freed block is not handed back to the heap while the pool lives: it goes
+// on a free stack per size class (a bucket), and the next request of that
+// class takes it again. One pool is meant to serve the whole process; the
+// host publishes it as the service "IBucketMemoryPool". A module starts on a
+// private pool of its own and moves its free blocks over to the host's pool
+// once it finds the service.
+//
+// Block layout: every block carries one pointer-sized header word directly
+// before the caller's first byte, naming the BucketMemoryAllocator of the
+// module that took it from the heap, so that any module can release it:
+//
+//     [ BucketMemoryAllocator* ][ caller's bytes ... ]
+//     ^ heap block (n + 8 bytes) ^ pointer given to the caller
+//
+// The header is written once, when the block comes from the heap, and stays
+// while the block sits on a free stack and after it is reused.
+//
+// Thread safety: one re-entrant critical section per module guards the free
+// stacks; bucketAlloc and bucketFree may be called from any thread.
+#pragma once
+
+#include "component/kelobject.h"
+#include "memory/qtxrealloc.h"
+
+// The module-level entry: a block of at least `size` usable bytes, never null.
+// *gotSize receives the usable size, which the caller keeps and hands back to
+// bucketFree.
+void* bucketAlloc(int size, int* gotSize);
+
+// The module-level release. Does nothing when *block is null or size is not
+// positive (a size of 0 marks a borrowed text, which is never released). The
+// caller clears its own pointer and size afterwards.
+void bucketFree(int size, void** block);
+
+class BucketMemoryPool;
+
+// Borrowed: this module's current pool, null before its first allocation.
+BucketMemoryPool* bucketCurrentPool();
+// True while the current pool is this module's private one.
+bool bucketPoolIsPrivate();
+
+// The pool as the host publishes it. Adds no operation of its own: callers
+// query it for "BucketMemoryPool" and use that table.
+class IBucketMemoryPool : public virtual IKelUnknown {
+public:
+    static constexpr char interfaceName[] = "IBucketMemoryPool";
+};
+
+// One static instance per module: the owner named in every block header that
+// the module took from the heap. Releasing through it takes the module's own
+// critical section and its own heap.
+class BucketMemoryAllocator {
+public:
+    virtual ~BucketMemoryAllocator();
+    // `base` is the address of the header word, i.e. the heap block.
+    virtual void freeBlock(void* base);
+};
+
+// The size class of a request: which bucket, and how many usable bytes its
+// blocks hold. bucket is -1 for a plain allocation (size above poolLimit).
+struct BucketClass {
+    int bucket;
+    int blockSize;
+};
+BucketClass bucketClassOf(int size, int step, int smallLimit, int poolLimit);
+
+// One free block on a stack: the bucket's block size and the caller's pointer.
+struct BucketEntry {
+    int blockSize;
+    void* block;
+};
+using BucketStack = KelStackArray<BucketEntry>;
+
+class BucketMemoryPool : public virtual IBucketMemoryPool {
+public:
+    static constexpr char interfaceName[] = "BucketMemoryPool";
+
+    // A new pool starts at count 0. The usual limits are 4, 8192 and 262144.
+    BucketMemoryPool(int step, int smallLimit, int poolLimit);
+    ~BucketMemoryPool() override;
+
+    void queryInterface(const char* name, void* out, bool flag) override;
+    const char* className() override { return "BucketMemoryPool"; }
+
+    // The pool's own table; its order is shared by every module.
+    // Gives every free block back through its header and drops all stacks.
+    virtual bool purge();
+    virtual void* allocate(int size, int* gotSize);
+    // False (and nothing happens) when *block is null or size is 0.
+    virtual bool deallocate(int size, void** block);
+    // Switching off makes every later request and release plain; switching
+    // on restores the old limit.
+    virtual bool setEnabled(bool enabled);
+
+    // The bodies of allocate and deallocate, and the merge of this pool's free
+    // stacks into `target`; the caller holds this module's critical section.
+    void* allocateUnsafe(int size, int* gotSize);
+    bool deallocateUnsafe(int size, void** block);
+    void mergeIntoUnsafe(BucketMemoryPool* target);
+
+    KelArray<BucketStack*> buckets;  // one stack per bucket index, null until first use
+    int step;                        // width of the fine size classes
+    int smallLimit;                  // largest size in a fine class
+    int poolLimit;                   // largest size kept; negative while switched off
+
+private:
+    void pushUnsafe(int bucket, int blockSize, void* block);
+};
+
+// The header word of a block handed out by any pool.
+inline BucketMemoryAllocator** bucketHeaderOf(void* block)
+{
+    return static_cast<BucketMemoryAllocator**>(block) - 1;
+}
