@@ -32,8 +32,9 @@ enum : int { kelPermOwnerReadWrite = 0x0180 };
 enum : int { kelSeekSet = 0, kelSeekCur = 1, kelSeekEnd = 2 };
 
 // The calls that tests may make fail. Each entry has the contract of the
-// kel* wrapper of the same name below; platformDefaultSyscalls() restores
-// the real ones.
+// kel* wrapper of the same name below (open takes the native path with the
+// kelOpen* flags and permission bits); kelRestoreSyscalls() restores the
+// real ones.
 struct KelSyscalls {
     void* (*malloc)(size_t bytes);
     void* (*realloc)(void* block, size_t bytes);
@@ -66,6 +67,9 @@ int kelWUnlink(const char16_t* path);
 // terminator; gives the length needed without the terminator (so a result
 // >= capacity means the text was cut). A null path gives "".
 size_t kelNativePath(const char16_t* path, char* out, size_t capacity);
+
+// The separator of native paths: '/' on POSIX, '\\' on Windows.
+char16_t kelNativeSeparator();
 
 // Reads a UTF-8 text file as UTF-16: the byte order mark dropped, CR LF turned
 // into LF, invalid bytes replaced by U+FFFD. Calls `piece` with the text in

@@ -227,6 +227,11 @@ size_t kelNativePath(const char16_t* path, char* out, size_t capacity)
     return length;
 }
 
+char16_t kelNativeSeparator()
+{
+    return u'/';
+}
+
 int kelWOpen(const char16_t* path, int flags, int permissions)
 {
     NativeText native(path, true);
