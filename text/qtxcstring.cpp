@@ -6,7 +6,7 @@
 #include <ostream>
 
 #include "component/kelassert.h"
-#include "memory/bucketpool.h"
+#include "text/textstorage.h"
 
 static_assert(sizeof(KelCString) == 2 * sizeof(void*), "KelCString is a pointer and a 32-bit capacity");
 
@@ -15,14 +15,6 @@ namespace {
 // The shared null string: constant-initialised, so it is usable from any
 // other static initialiser; its destructor runs at process end.
 const KelCString theEmptyCString;
-
-char* allocateBytes(int32_t need, int32_t* capacity)
-{
-    int got = 0;
-    char* block = static_cast<char*>(bucketAlloc(need, &got));
-    *capacity = got;
-    return block;
-}
 
 int32_t measure(const char* text)
 {
@@ -83,12 +75,7 @@ const KelCString& KelCString::emptyString()
 // Gives up an owned block; a borrowed pointer is simply forgotten.
 void KelCString::release()
 {
-    if (capacity_ > 0) {
-        void* block = chars_;
-        bucketFree(capacity_, &block);
-    }
-    chars_ = nullptr;
-    capacity_ = 0;
+    kel_text::giveUp(chars_, capacity_);
 }
 
 // Replaces the current storage by an owned copy of `length` bytes of `text`.
@@ -96,7 +83,7 @@ void KelCString::release()
 void KelCString::takeCopy(const char* text, int32_t length)
 {
     int32_t capacity = 0;
-    char* block = allocateBytes(length + 1, &capacity);
+    char* block = kel_text::allocateBlock<char>(length + 1, &capacity);
     copyBytes(block, text, length);
     block[length] = '\0';
     release();
@@ -172,7 +159,7 @@ void KelCString::append(const char* text)
     int32_t need = ownLength + textLength + 1;
     if (capacity_ < need) {
         int32_t capacity = 0;
-        char* block = allocateBytes(need, &capacity);
+        char* block = kel_text::allocateBlock<char>(need, &capacity);
         copyBytes(block, chars_, ownLength);
         copyBytes(block + ownLength, text, textLength + 1);
         release();
@@ -193,7 +180,7 @@ void KelCString::replace(int32_t start, int32_t count, const char* with)
     int32_t ownLength = length();
     int32_t newLength = ownLength - count + withLength;
     int32_t capacity = 0;
-    char* block = allocateBytes(newLength + 1, &capacity);
+    char* block = kel_text::allocateBlock<char>(newLength + 1, &capacity);
     copyBytes(block, chars_, start);
     copyBytes(block + start, with, withLength);
     copyBytes(block + start + withLength, chars_ + start + count, ownLength - start - count);
