@@ -1,0 +1,216 @@
+// The reference host's script values, argument lists and value factory
+// ("IScriptFactory").
+//
+// Script objects of the host belong to the thread that runs the interpreter,
+// like the interpreter itself, so their reference counts are plain integers:
+// a command call makes and drops several of them, and atomic arithmetic
+// through the provider would be most of its cost. Everything the factory makes
+// starts at count 0; the first holder takes a reference.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "component/iptr.h"
+#include "script/scripthost.h"
+#include "text/kelwidestring.h"
+#include "text/qtxcstring.h"
+
+// Base of every host script object: a plain reference count, and destruction
+// when the last reference goes.
+class HostScriptObject : public virtual IKelUnknown {
+public:
+    void addRef() override { ++count; }
+    void release() override
+    {
+        if (--count == 0)
+            delete this;
+    }
+    uint32_t refCount() override { return static_cast<uint32_t>(count); }
+};
+
+// The six type tokens: distinct addresses, never looked into.
+namespace HostScriptType {
+extern const char boolType, intType, doubleType, stringType, unicodeType, listType;
+}
+
+class HostValue : public HostScriptObject, public virtual IScriptValue {
+public:
+    void queryInterface(const char* name, void* out, bool flag) override;
+
+protected:
+    // The typed interface of the value when `name` names it, else null.
+    virtual void* typedInterface(const char* name) = 0;
+    virtual const char* typedInterfaceName() = 0;
+};
+
+class HostBoolValue final : public HostValue, public virtual IScriptValueBool {
+public:
+    explicit HostBoolValue(bool value) : value_(value) {}
+    void setValue(bool value) override { value_ = value; }
+    bool getValue() override { return value_; }
+    void write(std::ostream& out) override;
+    ScriptTypeToken type() override { return &HostScriptType::boolType; }
+    const char* className() override { return "HostBoolValue"; }
+
+protected:
+    void* typedInterface(const char* name) override;
+    const char* typedInterfaceName() override { return IScriptValueBool::interfaceName; }
+
+private:
+    bool value_;
+};
+
+class HostIntValue final : public HostValue, public virtual IScriptValueInt {
+public:
+    explicit HostIntValue(int32_t value) : value_(value) {}
+    void setValue(int32_t value) override { value_ = value; }
+    int32_t getValue() override { return value_; }
+    void write(std::ostream& out) override;
+    ScriptTypeToken type() override { return &HostScriptType::intType; }
+    const char* className() override { return "HostIntValue"; }
+
+protected:
+    void* typedInterface(const char* name) override;
+    const char* typedInterfaceName() override { return IScriptValueInt::interfaceName; }
+
+private:
+    int32_t value_;
+};
+
+class HostDoubleValue final : public HostValue, public virtual IScriptValueDouble {
+public:
+    explicit HostDoubleValue(double value) : value_(value) {}
+    void setValue(double value) override { value_ = value; }
+    double getValue() override { return value_; }
+    void write(std::ostream& out) override;
+    ScriptTypeToken type() override { return &HostScriptType::doubleType; }
+    const char* className() override { return "HostDoubleValue"; }
+
+protected:
+    void* typedInterface(const char* name) override;
+    const char* typedInterfaceName() override { return IScriptValueDouble::interfaceName; }
+
+private:
+    double value_;
+};
+
+// A byte string. A null text stays null (Python sees None).
+class HostStringValue final : public HostValue, public virtual IScriptValueString {
+public:
+    explicit HostStringValue(const KelCString& value);
+    void setValue(const KelCString& value) override;
+    KelCString getValue() override { return KelCString(value_.chars()); }
+    void write(std::ostream& out) override;
+    ScriptTypeToken type() override { return &HostScriptType::stringType; }
+    const char* className() override { return "HostStringValue"; }
+
+protected:
+    void* typedInterface(const char* name) override;
+    const char* typedInterfaceName() override { return IScriptValueString::interfaceName; }
+
+private:
+    KelCString value_;  // always an own copy
+};
+
+class HostUnicodeValue final : public HostValue, public virtual IScriptValueUnicodeString {
+public:
+    explicit HostUnicodeValue(const KelWideString& value);
+    void setValue(const KelWideString& value) override;
+    KelWideString getValue() override;
+    void write(std::ostream& out) override;
+    ScriptTypeToken type() override { return &HostScriptType::unicodeType; }
+    const char* className() override { return "HostUnicodeValue"; }
+
+protected:
+    void* typedInterface(const char* name) override;
+    const char* typedInterfaceName() override { return IScriptValueUnicodeString::interfaceName; }
+
+private:
+    KelWideString value_;  // always an own copy
+};
+
+class HostListValue final : public HostValue, public virtual IScriptValueList {
+public:
+    uint32_t count() override { return static_cast<uint32_t>(items_.size()); }
+    void append(IScriptValue* value) override;
+    IScriptValue* item(uint32_t index) override;
+    void write(std::ostream& out) override;
+    ScriptTypeToken type() override { return &HostScriptType::listType; }
+    const char* className() override { return "HostListValue"; }
+
+protected:
+    void* typedInterface(const char* name) override;
+    const char* typedInterfaceName() override { return IScriptValueList::interfaceName; }
+
+private:
+    std::vector<IPtr<IScriptValue>> items_;
+};
+
+class HostArgList;
+
+// One argument, part of its list: its count is the list's.
+class HostActualArg final : public virtual IScriptActualArg {
+public:
+    HostActualArg() = default;
+    HostActualArg(HostArgList* owner, const KelCString& name, IScriptValue* value);
+    HostActualArg(HostActualArg&& other) noexcept;
+    HostActualArg& operator=(HostActualArg&& other) noexcept;
+
+    IScriptValue* value() override { return value_.get(); }
+    const KelCString& name() override { return name_; }
+
+    void addRef() override;
+    void release() override;
+    uint32_t refCount() override;
+    void queryInterface(const char* name, void* out, bool flag) override;
+    const char* className() override { return "HostActualArg"; }
+
+private:
+    HostArgList* owner_ = nullptr;
+    KelCString name_;
+    IPtr<IScriptValue> value_;
+};
+
+class HostArgList final : public HostScriptObject, public virtual IScriptActualArgList {
+public:
+    // Answers queries by this name too.
+    static constexpr char interfaceName[] = "HostArgList";
+
+    explicit HostArgList(bool named) : named_(named) {}
+
+    void addNamed(const KelCString& name, IScriptValue* value) override;
+    void add(IScriptValue* value) override;
+    uint32_t count() override { return static_cast<uint32_t>(args_.size()); }
+    IScriptActualArg* item(uint32_t index) override;
+
+    void queryInterface(const char* name, void* out, bool flag) override;
+    const char* className() override { return "HostArgList"; }
+
+    // True for a call by keywords.
+    bool named() const { return named_; }
+
+private:
+    bool named_;
+    std::vector<HostActualArg> args_;
+};
+
+class HostScriptFactory final : public HostScriptObject, public virtual IScriptFactory {
+public:
+    IScriptActualArgList* createArgList(bool named) override { return new HostArgList(named); }
+    IScriptValue* makeBool(bool value) override { return new HostBoolValue(value); }
+    IScriptValue* makeInt(int32_t value) override { return new HostIntValue(value); }
+    IScriptValue* makeDouble(double value) override { return new HostDoubleValue(value); }
+    IScriptValue* makeString(const KelCString& value) override { return new HostStringValue(value); }
+    IScriptValue* makeUnicodeString(const KelWideString& value) override { return new HostUnicodeValue(value); }
+    IScriptValue* makeList() override { return new HostListValue; }
+    bool isBool(ScriptTypeToken type) override { return type == &HostScriptType::boolType; }
+    bool isInt(ScriptTypeToken type) override { return type == &HostScriptType::intType; }
+    bool isDouble(ScriptTypeToken type) override { return type == &HostScriptType::doubleType; }
+    bool isString(ScriptTypeToken type) override { return type == &HostScriptType::stringType; }
+    bool isUnicodeString(ScriptTypeToken type) override { return type == &HostScriptType::unicodeType; }
+    bool isList(ScriptTypeToken type) override { return type == &HostScriptType::listType; }
+
+    void queryInterface(const char* name, void* out, bool flag) override;
+    const char* className() override { return "HostScriptFactory"; }
+};

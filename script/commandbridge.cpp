@@ -1,0 +1,267 @@
+// The command bridge: callCommand, the two argument builders and the reserved
+// words. The assertions quote the interpreter's source file, where the bridge
+// belongs.
+#include "script/commandbridge.h"
+
+#include <exception>
+#include <new>
+#include <sstream>
+#include <string>
+
+#include "component/kelassert.h"
+#include "memory/keltranslator.h"
+#include "script/scriptinterpreterpython.h"
+#include "script/valueconversion.h"
+#include "text/kelwidestring.h"
+
+namespace {
+
+const char kSourceFile[] = ".\\scriptinterpreterpython";
+
+// Length of the UTF-8 sequence that starts at s, or 0 when it isn't a valid,
+// shortest-form sequence of a character up to U+10FFFF.
+int sequenceLength(const unsigned char* s)
+{
+    const unsigned char c = s[0];
+    if (c < 0x80)
+        return 1;
+    int length = c >= 0xF0 ? 4 : c >= 0xE0 ? 3 : c >= 0xC0 ? 2 : 0;
+    if (length == 0 || c < 0xC2 || c > 0xF4)
+        return 0;
+    for (int i = 1; i < length; ++i)
+        if ((s[i] & 0xC0) != 0x80)
+            return 0;
+    if ((c == 0xE0 && s[1] < 0xA0) || (c == 0xF0 && s[1] < 0x90) || (c == 0xF4 && s[1] > 0x8F))
+        return 0;
+    return length;
+}
+
+// Python gives its texts as UTF-8. The messages keep every character, and a
+// byte that is not part of valid UTF-8 stands for itself, one unit per byte.
+KelWideString widen(const std::string& text)
+{
+    std::u16string units;
+    const unsigned char* s = reinterpret_cast<const unsigned char*>(text.c_str());
+    while (*s) {
+        const int length = sequenceLength(s);
+        if (length <= 1) {
+            units.push_back(*s++);
+            continue;
+        }
+        char32_t c = s[0] & (0xFF >> (length + 1));
+        for (int i = 1; i < length; ++i)
+            c = (c << 6) | (s[i] & 0x3F);
+        s += length;
+        if (c >= 0x10000) {
+            units.push_back(static_cast<char16_t>(0xD800 + ((c - 0x10000) >> 10)));
+            units.push_back(static_cast<char16_t>(0xDC00 + ((c - 0x10000) & 0x3FF)));
+        } else {
+            units.push_back(static_cast<char16_t>(c));
+        }
+    }
+    KelWideString result;
+    result.assign(units.c_str());
+    return result;
+}
+
+// Tells the user through the host's script engine, when the host has one.
+void reportToUser(const char* message, const std::string& argument)
+{
+    SPtr<IScriptEngine> engine;
+    if (!engine)
+        return;
+    KelWideString text;
+    const KelWideString wide = widen(argument);
+    kelTranslate(&text, message, &wide);
+    engine->reportError(text, 0);
+}
+
+// The same failure reaches the script as a TypeError it may catch, and the
+// user through the host.
+void raiseAndReport(const std::string& text)
+{
+    PyErr_SetString(PyExc_TypeError, text.c_str());
+    reportToUser("Python interpreter error:\n%1", text);
+}
+
+IScriptActualArgList* newArgList(bool named)
+{
+    ScriptInterpreterPython* instance_ = ScriptInterpreterPython::instance_;
+    IScriptFactory* factory = instance_ ? instance_->factory() : nullptr;
+    IScriptActualArgList* scriptArgs = factory ? factory->createArgList(named) : nullptr;
+    KEL_ASSERT(scriptArgs, kSourceFile);
+    return scriptArgs;
+}
+
+// A key's UTF-8 form, or null (with no Python error) when it has none, which
+// only a lone surrogate in the key can cause.
+const char* keyText(PyObject* key, PyRef& spelled)
+{
+    const char* argName = PyUnicode_AsUTF8(key);  // borrowed: cached in the key
+    if (argName)
+        return argName;
+    PyErr_Clear();
+    spelled = PyRef::steal(PyUnicode_AsEncodedString(key, "utf-8", "backslashreplace"));  // new reference
+    PyErr_Clear();
+    return nullptr;
+}
+
+PyObject* newNone()
+{
+    Py_RETURN_NONE;
+}
+
+// After execute gave false: the host hears of it, the script sees None, and a
+// value the command gave all the same is destroyed unconverted.
+PyObject* commandFailed(IScriptCommand* cmd, IScriptValue* result)
+{
+    const KelCString& name = cmd->name();
+    reportToUser("Python interpreter error:\nError executing command %1", name.chars() ? name.chars() : "");
+    IPtr<IScriptValue> discard(result);
+    return newNone();
+}
+
+PyObject* callCommandUnguarded(PyObject* self, PyObject* args, PyObject* keywords)
+{
+    ScriptInterpreterPython* instance_ = ScriptInterpreterPython::instance_;
+    KEL_ASSERT(instance_, kSourceFile);
+    const char* name = instance_ && self ? PyUnicode_AsUTF8(self) : nullptr;  // borrowed: cached in self
+    KEL_ASSERT(name, kSourceFile);
+    IScriptCommandList* commands = instance_ ? instance_->commandList() : nullptr;
+    // The name is only borrowed for the look-up: the list compares, it keeps
+    // nothing.
+    IScriptCommand* cmd = name && commands ? commands->find(KelCString(name, kelBorrow)) : nullptr;
+    KEL_ASSERT(cmd, kSourceFile);
+    if (!cmd) {
+        PyErr_Clear();
+        return newNone();
+    }
+    IScriptPrototype* proto = cmd->prototype();
+    KEL_ASSERT(proto, kSourceFile);
+
+    // Only the presence of a dict decides the road.
+    IPtr<IScriptActualArgList> list = keywords && PyDict_Check(keywords) ? buildArgsFromKeywords(name, keywords)
+                                                                           : buildArgsFromTuple(name, args);
+    if (!list)
+        return PyErr_Occurred() ? nullptr : newNone();
+
+    // Declared behind the list, so the value goes before the list does.
+    IScriptValue* result = nullptr;
+    if (!cmd->execute(list.get(), &result))
+        return commandFailed(cmd, result);
+    if (!result)
+        return newNone();
+    PyObject* converted = valueToPyObject(result);  // new reference, or null
+    IPtr<IScriptValue> discard(result);             // destroys a value only the bridge knew
+    return converted;
+}
+
+}  // namespace
+
+PyObject* callCommand(PyObject* self, PyObject* args, PyObject* keywords)
+{
+    try {
+        return callCommandUnguarded(self, args, keywords);
+    } catch (const std::bad_alloc&) {
+        return PyErr_NoMemory();
+    } catch (const std::exception& e) {
+        PyErr_SetString(PyExc_RuntimeError, e.what());
+        return nullptr;
+    } catch (...) {
+        PyErr_SetString(PyExc_RuntimeError, "unknown C++ exception in a host command");
+        return nullptr;
+    }
+}
+
+IPtr<IScriptActualArgList> buildArgsFromTuple(const char* name, PyObject* args)
+{
+    IPtr<IScriptActualArgList> list(newArgList(false));
+    if (!list)
+        return list;
+    const Py_ssize_t size = args && PyTuple_Check(args) ? PyTuple_GET_SIZE(args) : 0;
+    for (Py_ssize_t i = 0; i < size; ++i) {
+        IScriptValue* value = pyObjectToValue(PyTuple_GET_ITEM(args, i));  // borrowed item
+        if (!value) {
+            std::ostringstream text;
+            text << "wrong type of argument " << i + 1 << " for " << name << "()";
+            raiseAndReport(text.str());
+            return {};  // the values added so far go with the list
+        }
+        list->add(value);
+    }
+    return list;
+}
+
+IPtr<IScriptActualArgList> buildArgsFromKeywords(const char* name, PyObject* keywords)
+{
+    IPtr<IScriptActualArgList> list(newArgList(true));
+    if (!list)
+        return list;
+    Py_ssize_t position = 0;
+    PyObject* key = nullptr;    // borrowed
+    PyObject* entry = nullptr;  // borrowed
+    while (PyDict_Next(keywords, &position, &key, &entry)) {
+        if (!PyUnicode_Check(key))
+            continue;
+        PyRef spelled;
+        const char* argName = keyText(key, spelled);
+        IScriptValue* value = argName ? pyObjectToValue(entry) : nullptr;
+        if (!value) {
+            const char* shown = argName ? argName : spelled ? PyBytes_AS_STRING(spelled.get()) : "?";
+            raiseAndReport(std::string("wrong type of argument for ") + shown + " for " + name);
+            return {};
+        }
+        list->addNamed(KelCString(argName, kelBorrow), value);
+    }
+    return list;
+}
+
+namespace {
+
+// Copies the entries of "kwlist" behind the ones `words` holds.
+void readKeywords(KelObjectArray<KelCString>& words, PyObject* module)
+{
+    PyObject* dict = PyModule_GetDict(module);  // borrowed
+    KEL_ASSERT(PyDict_Check(dict), kSourceFile);
+    PyObject* kwList = dict && PyDict_Check(dict) ? PyDict_GetItemString(dict, "kwlist") : nullptr;  // borrowed
+    if (!kwList)
+        return;
+    KEL_ASSERT(PyList_Check(kwList), kSourceFile);
+    if (!PyList_Check(kwList))
+        return;
+    for (Py_ssize_t i = 0; i < PyList_GET_SIZE(kwList); ++i) {
+        PyObject* obj = PyList_GET_ITEM(kwList, i);  // borrowed
+        KEL_ASSERT(obj, kSourceFile);
+        if (obj && !PyUnicode_Check(obj))
+            qtxAssertFailed("PyString_Check(obj)", kSourceFile, __LINE__);
+        const char* word = obj && PyUnicode_Check(obj) ? PyUnicode_AsUTF8(obj) : nullptr;  // borrowed
+        if (!word) {
+            PyErr_Clear();
+            continue;
+        }
+        words.push(KelCString(word));
+    }
+}
+
+}  // namespace
+
+bool getPythonKeywords(KelObjectArray<KelCString>& array)
+{
+    // Read once for the life of the process; a later change of the module
+    // is not followed.
+    static KelObjectArray<KelCString> words(20);
+    static bool done = false;
+    if (!done) {
+        PyRef module = PyRef::steal(PyImport_ImportModule("keyword"));  // new reference
+        if (module)
+            readKeywords(words, module.get());
+        else
+            PyErr_Clear();
+        done = true;
+    }
+    array.count = 0;
+    array.grow(words.count + 1);
+    for (int i = 1; i <= words.count; ++i)
+        array.push(words.data[i]);
+    return true;
+}
