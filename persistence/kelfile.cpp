@@ -291,16 +291,30 @@ void writeID(const KelID& id, KelBinaryOutput* stream)
         stream->write8(&byte, 1);
 }
 
-bool readCString(KelCString& text, KelBinaryInput* stream)
+// One reader for every string read in the process, made on first use with no
+// stream and not good; it remembers its stream and stays bad for it after a
+// failure.
+KelChunkReader& KelChunkReader::sharedStringReader()
 {
-    // One reader for every string read in the process, made on first use; it
-    // remembers its stream and stays bad for it after a failure.
     static KelChunkReader shared(nullptr);
     static bool made = false;
     if (!made) {
         made = true;
         shared.good_ = false;
     }
+    return shared;
+}
+
+void kelDetachStringReader()
+{
+    KelChunkReader& shared = KelChunkReader::sharedStringReader();
+    shared.attach(nullptr);
+    shared.good_ = false;
+}
+
+bool readCString(KelCString& text, KelBinaryInput* stream)
+{
+    KelChunkReader& shared = KelChunkReader::sharedStringReader();
     if (shared.bi_ != stream)
         shared.attach(stream);
 

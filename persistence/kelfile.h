@@ -85,6 +85,10 @@ public:
     bool good() const;
     KelChunkReader& readIDChunk(KelID& id);
 
+    // Marks the reader bad, for a caller that finds a payload it reads by
+    // itself inconsistent; like every failure it is sticky.
+    void setBad() { good_ = false; }
+
     // Introspection for tools that walk unknown files.
     int depth() const { return end_.count; }
     // Borrowed: the identity of the last 0xb0002 chunk, null before one.
@@ -92,6 +96,12 @@ public:
 
 private:
     friend bool readCString(KelCString& text, KelBinaryInput* stream);
+    friend void kelDetachStringReader();
+    static KelChunkReader& sharedStringReader();
+// Makes the shared string reader forget its stream. The reader knows a stream
+// only by its address, so a host that drops a stream calls this before a new
+// stream can take the same address and inherit a failure that was not its own.
+void kelDetachStringReader();
     void attach(KelBinaryInput* stream);
     bool reject(int64_t start);
     uint64_t innermostEnd() const { return end_.data[end_.count]; }
@@ -149,3 +159,7 @@ void writeID(const KelID& id, KelBinaryOutput* stream);
 // failure. Gives stream->good(): a wrong id or a bad length shows only in an
 // empty text.
 bool readCString(KelCString& text, KelBinaryInput* stream);
+// Makes the shared string reader forget its stream. The reader knows a stream
+// only by its address, so a host that drops a stream calls this before a new
+// stream can take the same address and inherit a failure that was not its own.
+void kelDetachStringReader();

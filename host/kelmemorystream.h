@@ -1,0 +1,54 @@
+// Binary streams over memory: the host's fast road for chunk data that never
+// touches a file (tests, benchmarks, the fuzzer, the document in memory).
+//
+// Every chunk end costs the writer two flushes and two seeks, so write, seek
+// and tell here are a few instructions each: a position and a byte vector.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "persistence/kelbinarystream.h"
+
+// Reads a byte range that it does not own; the range must outlive the stream.
+// A read that falls short of its request, or a seek outside the range, makes
+// the stream bad for good.
+class KelMemoryInput : public KelBinaryInput {
+public:
+    // `presetWidth` 0 lets a root chunk decide the width of chunk lengths.
+    KelMemoryInput(const void* data, uint64_t byteCount, uint32_t presetWidth = 0);
+
+    uint64_t read(void* target, uint64_t byteCount) override;
+    int64_t tell() override { return static_cast<int64_t>(position_); }
+    void seek(int64_t position, bool absolute) override;
+    bool good() override { return !failed_; }
+    void close() override {}
+
+private:
+    const uint8_t* data_;
+    uint64_t position_ = 0;
+    bool failed_ = false;
+};
+
+// Writes into a growing byte vector; a seek past the end leaves a gap of zeros
+// once something is written there.
+class KelMemoryOutput : public KelBinaryOutput {
+public:
+    explicit KelMemoryOutput(int32_t formatVersion);
+
+    void close() override { flush(); }
+    uint64_t write(const void* source, uint64_t byteCount) override;
+    int64_t tell() override { return static_cast<int64_t>(position_); }
+    void seek(int64_t position, bool absolute) override;
+    bool good() override { return !failed_; }
+
+    // Flushes the buffer and gives everything written so far.
+    const std::vector<uint8_t>& bytes();
+    // Empties the stream for another round; the formatVersion stays.
+    void reset();
+
+private:
+    std::vector<uint8_t> bytes_;
+    uint64_t position_ = 0;
+    bool failed_ = false;
+};
