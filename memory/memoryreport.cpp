@@ -7,6 +7,7 @@
 #include "component/iptr.h"
 #include "memory/kelfdstreambuf.h"
 #include "memory/kelpath.h"
+#include "memory/keltranslator.h"
 #include "memory/qtxrealloc.h"
 #include "platform/platform.h"
 #include "text/kelwidestring.h"
@@ -104,10 +105,11 @@ bool qtxOutOfMemory(int code)
     if (code < -5 || code >= 0)
         return false;
 
-    KelWideString message(
+    KelWideString message;
+    kelTranslate(&message,
                  "While running this function, you have run out of memory.\n"
                  "The application will close. After restarting, please read\n"
-                 "the online help about \"Memory Optimization\".");  // TODO translate
+                 "the online help about \"Memory Optimization\".");
     RendererStepAside aside;
     if (errorService) {
         int level = 1;

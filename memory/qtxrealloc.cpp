@@ -190,6 +190,12 @@ int qtxRealloc(void** block, int elementSize, int curSize, int minNewSize, int m
 
 void qtxMemoryExhausted(long long attemptedBytes, int code)
 {
+    // The report and the message build strings, and a heap that refuses
+    // everything would bring them back here; the second failure ends at once.
+    static bool ending = false;
+    if (ending)
+        std::exit(-1);
+    ending = true;
     qtxWriteMemoryReport(static_cast<unsigned long long>(attemptedBytes));
     qtxOutOfMemory(code);
     std::exit(-1);

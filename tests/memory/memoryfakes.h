@@ -1,0 +1,166 @@
+// Fakes for the memory tests: host services that record what the code asked
+// of them, and a scripted heap and file layer behind kelSyscalls.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <map>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "component/hostservices.h"
+#include "component/iptr.h"
+#include "platform/platform.h"
+#include "tests/support/testprovider.h"
+#include "text/kelwidestring.h"
+#include "text/qtxcstring.h"
+
+// A service that answers to its interface's name and to "IKelUnknown".
+template <class I>
+class FakeService : public I {
+public:
+    void queryInterface(const char* name, void* out, bool) override
+    {
+        void** result = static_cast<void**>(out);
+        if (!name)
+            return;
+        *result = nullptr;
+        if (kelSameName(name, I::interfaceName))
+            *result = static_cast<I*>(this);
+        else if (kelSameName(name, IKelUnknown::interfaceName))
+            *result = static_cast<IKelUnknown*>(this);
+    }
+    const char* className() override { return I::interfaceName; }
+};
+
+class FakeDataStore : public FakeService<IDataStore> {
+public:
+    void declareAppStateGroup(const char*) override {}
+    void declareIntAppState(const char*, int, int, int, int) override {}
+    void declareStringAppState(const char*, int, const KelWideString&, int) override {}
+    int getBool(const char* key, int defaultValue) override
+    {
+        auto found = bools.find(key);
+        return found == bools.end() ? defaultValue : found->second;
+    }
+    const KelWideString& getString(const char* key, int) override
+    {
+        auto found = strings.find(key);
+        return found == strings.end() ? KelWideString::emptyString() : found->second;
+    }
+    void setString(const std::string& key, const std::string& value) { strings[key] = KelWideString(value.c_str()); }
+
+    std::map<std::string, int> bools;
+    std::map<std::string, KelWideString> strings;
+};
+
+// The host's memory manager; releasePage asks `answer` with the number of the
+// call, counting from 1.
+class FakeManager : public FakeService<KelMM::IKelMManager> {
+public:
+    bool releasePage() override
+    {
+        ++asked;
+        return answer ? answer(asked) : false;
+    }
+    int coreLimit() override { return figures[1]; }
+    int swapLimit() override { return figures[3]; }
+    int swapNow() override { return figures[2]; }
+    int coreNow() override { return figures[0]; }
+
+    std::function<bool(int)> answer;
+    int asked = 0;
+    int figures[4] = {0, 0, 0, 0};  // core now, core limit, swap now, swap limit
+};
+
+class FakeMemChecker : public FakeService<IMemChecker> {
+public:
+    bool isActive() override { return active; }
+    int getMemoryStatus(long long* freePhysical, long long* totalPhysical, long long* freeSwap, long long* totalSwap,
+                        int unit) override
+    {
+        lastUnit = unit;
+        *freePhysical = figures[0];
+        *totalPhysical = figures[1];
+        *freeSwap = figures[2];
+        *totalSwap = figures[3];
+        return result;
+    }
+
+    bool active = true;
+    long long figures[4] = {1000, 2000, 300, 400};
+    int result = 0;
+    int lastUnit = 0;
+};
+
+class FakeErrorService : public FakeService<IKelErrorService> {
+public:
+    void reportError(const KelWideString& message, int* level, const KelCString& context) override
+    {
+        messages.push_back(message.narrow());
+        levels.push_back(*level);
+        contexts.push_back(context.chars() ? context.chars() : "");
+    }
+    std::vector<std::string> messages;
+    std::vector<int> levels;
+    std::vector<std::string> contexts;
+};
+
+class FakeRenderer : public FakeService<IGfxRenderer> {
+public:
+    void beforeMessage() override { calls += "before;"; }
+    void afterMessage() override { calls += "after;"; }
+    std::string calls;
+};
+
+// The process keeps the first manager and memory checker it finds, so the
+// tests share one of each, published before the first shortage and leaked on
+// purpose. Tests change their answers, never the objects.
+FakeManager& processManager();
+FakeMemChecker& processMemChecker();
+
+// Scripted heap and file calls. Sizes from a limit up are refused; every call is
+// recorded. The destructor restores the real calls.
+class ScriptedSyscalls {
+public:
+    ScriptedSyscalls();
+    ~ScriptedSyscalls();
+    ScriptedSyscalls(const ScriptedSyscalls&) = delete;
+    ScriptedSyscalls& operator=(const ScriptedSyscalls&) = delete;
+
+    static inline size_t mallocRefuseFrom = SIZE_MAX;
+    static inline size_t reallocRefuseFrom = SIZE_MAX;
+    static inline std::vector<size_t> mallocSizes;
+    static inline std::vector<size_t> reallocSizes;
+    // Faults of the temporary file of a spill (a path ending in "-temp"); the
+    // memory report's own file is left alone.
+    static inline bool refuseOpen = false;
+    static inline long long writeShortBy = 0;
+    static inline bool refuseSeek = false;
+    static inline int tempFd = -1;
+    static inline std::vector<std::string> openedPaths;
+    static inline std::vector<int> openFlags;
+    static inline std::vector<int> openPermissions;
+    static inline std::vector<size_t> writeSizes;
+    static inline KelSyscalls real{};
+};
+
+// A service provider with the data store that the memory code reads: logs and
+// temporary directories, and the error-service setting.
+class MemoryHost {
+public:
+    explicit MemoryHost(const std::string& directory);
+    TestServiceProvider provider;
+    FakeDataStore store;
+};
+
+// A directory whose name depends only on `name` and the working directory, so
+// that the child of a death test finds the one its parent will read. Emptied
+// on construction.
+std::string fixedDirectory(const std::string& name);
+std::string readFile(const std::string& path);
