@@ -116,7 +116,6 @@ public:
     void format(const KelWideString* const* args);
 
 private:
-    struct Buffer;
     void setText(const unit* source, uint32_t count);
     void copyTextOf(const KelWideString& other);
     void widen(const char* text);
