@@ -1,0 +1,64 @@
+// kelhost: the reference host program. Loads the component, brings it up and
+// runs one sub-command on it.
+#include <exception>
+#include <iostream>
+#include <string>
+
+#include "host/subcommands.h"
+
+namespace {
+void addCommonOptions(CLI::App& app, KelHostOptions& options)
+{
+    app.add_option("--component", options.component, "The component library (default: python.so beside kelhost)");
+    app.add_option("--macros", options.macrosDir, "The macros directory (default: the temporary directory)");
+    app.add_option("--temp", options.tempDir, "The temporary directory (default: the system's)");
+    app.add_option("--logs", options.logsDir, "The logs directory (default: the temporary directory)");
+    app.add_option_function<std::vector<std::string>>(
+           "--set",
+           [&options](const std::vector<std::string>& pairs) {
+               for (const std::string& pair : pairs) {
+                   size_t equals = pair.find('=');
+                   options.settings[pair.substr(0, equals)] =
+                       equals == std::string::npos ? std::string() : pair.substr(equals + 1);
+               }
+           },
+           "A host setting KEY=VALUE, e.g. Scripting/ShowScriptingConsole=1")
+        ->type_name("KEY=VALUE");
+}
+
+int run(KelHostOptions& options)
+{
+    KelHost host(options);
+    for (const auto& setup : options.setups)
+        setup(host);
+    if (options.needsComponent && !host.start()) {
+        std::cerr << "kelhost: " << host.error() << std::endl;
+        return 2;
+    }
+    return options.action(host);
+}
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    KelHostOptions options;
+    CLI::App app{"kelhost: the reference host of the scripting component"};
+    app.fallthrough();
+    app.require_subcommand(1);
+    addCommonOptions(app, options);
+    kelAddSubcommands(app, options);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& e) {
+        int code = app.exit(e);
+        return code == 0 ? 0 : 2;
+    }
+    try {
+        return run(options);
+    } catch (const std::exception& e) {
+        std::cerr << "kelhost: " << e.what() << std::endl;
+    } catch (...) {
+        std::cerr << "kelhost: unexpected failure" << std::endl;
+    }
+    return 1;
+}

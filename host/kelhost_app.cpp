@@ -1,0 +1,178 @@
+// The reference host application.
+#include "host/kelhost_app.h"
+
+#include <cstdio>
+#include <filesystem>
+
+#include "component/componentid.h"
+#include "component/kelentrypoint.h"
+#include "component/kelinitializer.h"
+#include "component/serviceprovider.h"
+#include "host/hostdatastore.h"
+#include "host/hostdirservice.h"
+#include "host/hostmemory.h"
+#include "host/hostprovider.h"
+#include "host/hostreporting.h"
+#include "host/hoststrsupport.h"
+#include "host/hosttranslator.h"
+#include "memory/bucketpool.h"
+#include "platform/platform.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+// Providers of hosts that are gone, kept reachable for the rest of the
+// process: components and this module's own statics still hold references
+// to their services and release them only at exit.
+std::vector<HostServiceProvider*>& retiredProviders()
+{
+    static auto* retired = new std::vector<HostServiceProvider*>();
+    return *retired;
+}
+
+std::string absolutePath(const std::string& path)
+{
+    std::error_code ignored;
+    fs::path absolute = fs::absolute(path, ignored);
+    return absolute.empty() ? path : absolute.lexically_normal().string();
+}
+
+std::string orDefault(const std::string& value, const std::string& fallback)
+{
+    return value.empty() ? fallback : value;
+}
+}  // namespace
+
+KelHost::KelHost(const KelHostOptions& options)
+    : options_(options), provider_(new HostServiceProvider()), previousProvider_(kelServiceProvider())
+{
+    // The host's own objects count through the same provider as the
+    // component's, and the host's foundation finds the same services.
+    provider_->addRef();
+    kelSetServiceProvider(provider_);
+    componentPath_ = absolutePath(orDefault(options_.component, kelHostDefaultComponentPath()));
+    createServices();
+    setDirectories();
+    for (const auto& setting : options_.settings)
+        dataStore_->setSetting(setting.first, setting.second);
+}
+
+KelHost::~KelHost()
+{
+    component_.reset();
+    retiredProviders().push_back(provider_);
+    if (kelServiceProvider() == provider_)
+        kelSetServiceProvider(previousProvider_);
+}
+
+void KelHost::createServices()
+{
+    dataStore_ = new HostDataStore();
+    directories_ = new HostDirService();
+    errors_ = new HostErrorService();
+    assertHandler_ = new HostAssertHandler();
+    strSupport_ = new HostStrSupport();
+    translators_ = new HostTranslatorService();
+    componentTranslator_ = new HostTranslator();
+    pool_ = new BucketMemoryPool(4, 8192, 262144);
+    memChecker_ = new HostMemChecker();
+    memoryManager_ = new HostMemoryManager();
+    translators_->setTranslator(kelComponentId(), componentTranslator_);
+    addService("IDataStore", dataStore_);
+    addService("IKelDirService", directories_);
+    addService("IKelErrorService", errors_);
+    addService("IKelAssertHandlerCB", assertHandler_);
+    addService("IKelStrSupport", strSupport_);
+    addService("IKelTranslatorService", translators_);
+    addService("IBucketMemoryPool", pool_);
+    addService("IMemChecker", memChecker_);
+    addService("IKelMManager", memoryManager_);
+}
+
+void KelHost::setDirectories()
+{
+    std::error_code ignored;
+    std::string temp = orDefault(options_.tempDir, fs::temp_directory_path(ignored).string());
+    directories_->setDirectory("exe", orDefault(options_.exeDir, fs::path(componentPath_).parent_path().string()));
+    directories_->setDirectory("temp", temp);
+    directories_->setDirectory("macros", orDefault(options_.macrosDir, temp));
+    directories_->setDirectory("logs", orDefault(options_.logsDir, temp));
+}
+
+void KelHost::addService(const std::string& name, IKelUnknown* service)
+{
+    provider_->addService(name, service);
+}
+
+bool KelHost::load()
+{
+    char reason[512] = {};
+    library_ = kelLoadLibrary(componentPath_.c_str(), reason, sizeof reason);
+    if (!library_) {
+        error_ = "cannot load component '" + componentPath_ + "': " + reason;
+        return false;
+    }
+    auto entry = reinterpret_cast<KelEntryPointFunction>(kelLibrarySymbol(library_, kelEntryPointName));
+    if (!entry) {
+        error_ = "cannot load component '" + componentPath_ + "': it has no " + kelEntryPointName;
+        return false;
+    }
+    IKelComponent* made = nullptr;
+    uint32_t version = 0;
+    if (!entry(&version, &made) || !made) {
+        error_ = "cannot load component '" + componentPath_ + "': " + kelEntryPointName + " failed";
+        return false;
+    }
+    component_ = made;
+    version_ = version;
+    return true;
+}
+
+bool KelHost::start()
+{
+    if (component_)
+        return true;
+    if (!load())
+        return false;
+    component_->setServiceProvider(provider_);
+    uint32_t kind = 0;
+    IPtr<IKelUnknown> object(createClass(kelPythonInitializerId(), &kind));
+    IKelInitializer* initializer = kelQuery<IKelInitializer>(object.get());
+    if (!initializer) {
+        error_ = "component '" + componentPath_ + "' has no initializer";
+        return false;
+    }
+    initializer->initialize();
+    return true;
+}
+
+IKelCompInternal* KelHost::componentInternal() const
+{
+    return kelQuery<IKelCompInternal>(component_.get());
+}
+
+IKelUnknown* KelHost::createClass(const KelID& id, uint32_t* kind)
+{
+    IKelUnknown* object = nullptr;
+    uint32_t made = component_ ? component_->createClass(&id, &object) : 0;
+    if (kind)
+        *kind = made;
+    return made ? object : nullptr;
+}
+
+std::string kelHostDefaultComponentPath()
+{
+    char self[4096];
+    if (!kelExecutablePath(self, sizeof self))
+        return "python.so";
+    return (fs::path(self).parent_path() / "python.so").string();
+}
+
+std::string kelHostFormatId(const KelID& id)
+{
+    char text[40];
+    std::snprintf(text, sizeof text, "{%08x-%04x-%04x-%02x%02x-%02x%02x%02x%02x%02x%02x}", id.data1, id.data2,
+                  id.data3, id.data4[0], id.data4[1], id.data4[2], id.data4[3], id.data4[4], id.data4[5],
+                  id.data4[6], id.data4[7]);
+    return text;
+}
