@@ -17,9 +17,14 @@
 #include "text/qtxcstring.h"
 
 // Base of every host script object: a plain reference count, and destruction
-// when the last reference goes.
+// when the last reference goes. The number of objects alive lets the host
+// (and its tests) see that a script leaves nothing behind.
 class HostScriptObject : public virtual IKelUnknown {
 public:
+    HostScriptObject() { ++alive_; }
+    ~HostScriptObject() override { --alive_; }
+    static long alive() { return alive_; }
+
     void addRef() override { ++count; }
     void release() override
     {
@@ -27,6 +32,9 @@ public:
             delete this;
     }
     uint32_t refCount() override { return static_cast<uint32_t>(count); }
+
+private:
+    static inline long alive_ = 0;
 };
 
 // The six type tokens: distinct addresses, never looked into.

@@ -1,0 +1,1 @@
+# kelapp: the host application's Python packages.

@@ -1,0 +1,262 @@
+// The command bridge as a script sees it: results, failures, keywords,
+// ownership; and the reserved words and the appdata package.
+#include "script/commandbridge.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "tests/script/scripttesthost.h"
+
+namespace {
+
+// Gives back a value of a type that the factory does not know.
+bool foreign(ScriptCall& call)
+{
+    call.give(new ForeignValue);
+    return true;
+}
+
+IPtr<IScriptActualArgList> keptList;
+
+bool keep(ScriptCall& call)
+{
+    keptList = call.args();
+    return true;
+}
+
+// The module "k": one function per command of the host's list, plus "gone",
+// whose command is not in the list. Made the way the interpreter publishes
+// commands: one entry point, the name as self.
+void publishCommands()
+{
+    static bool done = false;
+    if (done)
+        return;
+    done = true;
+    HostCommandList& commands = *scriptTestHost().commands;
+    commands.add("foreign", foreign, "foreign()");
+    commands.add("keep", keep, "keep(...)");
+    static std::vector<std::string> names;
+    for (uint32_t i = 0; i < commands.count(); ++i)
+        names.push_back(commands.item(i)->name().chars());
+    names.push_back("gone");
+    static std::vector<PyMethodDef> rows(names.size());
+    PyRef module = PyRef::steal(PyModule_New("k"));
+    for (size_t i = 0; i < names.size(); ++i) {
+        rows[i] = {names[i].c_str(), reinterpret_cast<PyCFunction>(reinterpret_cast<void (*)()>(callCommand)),
+                   METH_VARARGS | METH_KEYWORDS, nullptr};
+        PyRef self = PyRef::steal(PyUnicode_FromString(names[i].c_str()));
+        PyRef function = PyRef::steal(PyCFunction_NewEx(&rows[i], self.get(), nullptr));
+        PyObject_SetAttrString(module.get(), names[i].c_str(), function.get());
+    }
+    PyDict_SetItemString(PyModule_GetDict(PyImport_AddModule("__main__")), "k", module.get());
+}
+
+class CommandBridge : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        publishCommands();
+        engine().clearMessages();
+        scriptTestHost().asserts->failures.clear();
+    }
+    HostScriptEngine& engine() { return *scriptTestHost().engine; }
+    std::vector<std::string> messages() { return engine().messages(); }
+};
+
+using Messages = std::vector<std::string>;
+
+TEST_F(CommandBridge, ResultsOfEveryTypeReachTheScript)
+{
+    EXPECT_EQ(pyEval("k.echo(5)"), "5");
+    EXPECT_EQ(pyEval("k.echo(True)"), "1");
+    EXPECT_EQ(pyEval("k.echo(2.5)"), "2.5");
+    EXPECT_EQ(pyEval("k.echo(b'ab')"), "'ab'");
+    EXPECT_EQ(pyEval("k.echo('\\U0001F600\\ud800x')"), "'\\U0001f600\\ud800x'");
+    EXPECT_EQ(pyEval("k.echo([1, [b'a', []]])"), "[1, ['a', []]]");
+    EXPECT_EQ(pyEval("k.add(2, 3)"), "5");
+    EXPECT_EQ(pyEval("k.add(2**31 - 1, 1)"), "-2147483648");
+    EXPECT_EQ(pyEval("k.add(1, 0.5)"), "1.5");
+    EXPECT_EQ(pyEval("k.concat('a\\u00e9', b'b', '\\U0001F600')"), "'a\\xe9b\\U0001f600'");
+    EXPECT_EQ(pyEval("k.concat(b'x', b'y')"), "'xy'");
+    EXPECT_EQ(pyEval("k.listOf(1, 'x', [False])"), "[1, 'x', [0]]");
+    EXPECT_EQ(pyEval("k.version()"), "'1.0'");
+    EXPECT_EQ(pyEval("k.typeName(b'x'), k.typeName('x'), k.typeName(True), k.typeName([])"),
+              "('string', 'unicode', 'bool', 'list')");
+    EXPECT_EQ(messages(), Messages());
+}
+
+TEST_F(CommandBridge, CommandsThatGiveNothingGiveNone)
+{
+    EXPECT_EQ(pyEval("k.echo()"), "None");
+    EXPECT_EQ(pyEval("k.nop()"), "None");
+    EXPECT_EQ(pyEval("k.sleep(0)"), "None");
+    EXPECT_EQ(messages(), Messages());
+}
+
+TEST_F(CommandBridge, FailedCommandLooksLikeNoneToTheScriptAndTellsTheHost)
+{
+    const long before = HostScriptObject::alive();
+    EXPECT_EQ(pyEval("k.fail()"), "None");  // fail leaves a value behind: destroyed unconverted
+    EXPECT_EQ(pyEval("k.add('x', 1)"), "None");
+    EXPECT_EQ(pyEval("k.sleep(-1)"), "None");
+    EXPECT_EQ(messages(), (Messages{"Python interpreter error:\nError executing command fail",
+                                    "Python interpreter error:\nError executing command add",
+                                    "Python interpreter error:\nError executing command sleep"}));
+    EXPECT_EQ(HostScriptObject::alive(), before);
+}
+
+TEST_F(CommandBridge, UnconvertiblePositionalArgumentRaisesTypeErrorWithItsPosition)
+{
+    const long before = HostScriptObject::alive();
+    EXPECT_EQ(pyEval("k.echo(None)"), "TypeError: wrong type of argument 1 for echo()");
+    EXPECT_EQ(pyEval("k.listOf(1, 'two', (3,))"), "TypeError: wrong type of argument 3 for listOf()");
+    EXPECT_EQ(pyEval("k.echo(2**64)"), "TypeError: wrong type of argument 1 for echo()");
+    EXPECT_EQ(pyEval("k.echo([1, [None]])"), "TypeError: wrong type of argument 1 for echo()");
+    EXPECT_EQ(messages(), (Messages{"Python interpreter error:\nwrong type of argument 1 for echo()",
+                                    "Python interpreter error:\nwrong type of argument 3 for listOf()",
+                                    "Python interpreter error:\nwrong type of argument 1 for echo()",
+                                    "Python interpreter error:\nwrong type of argument 1 for echo()"}));
+    EXPECT_EQ(HostScriptObject::alive(), before);
+
+    // The script can catch it, and the host still hears of it.
+    engine().clearMessages();
+    EXPECT_EQ(pyRun("try:\n    k.add(1, {})\nexcept TypeError as e:\n    caught = str(e)\n"), "");
+    EXPECT_EQ(pyEval("caught"), "'wrong type of argument 2 for add()'");
+    EXPECT_EQ(messages().size(), 1u);
+}
+
+TEST_F(CommandBridge, KeywordsAloneDecideWhatTheHostGets)
+{
+    EXPECT_EQ(pyEval("k.echo(value=7)"), "7");
+    EXPECT_EQ(pyEval("k.add(b=2, a=40)"), "42");
+    EXPECT_EQ(pyEval("k.listOf(a=1, b='x', c=[2])"), "[1, 'x', [2]]");
+    // Positional arguments beside keywords are dropped without a word.
+    EXPECT_EQ(pyEval("k.echo(1, value=2)"), "2");
+    EXPECT_EQ(pyEval("k.listOf(1, 2, z=3)"), "[3]");
+    // A dict that is there but empty still takes the keyword road.
+    EXPECT_EQ(pyEval("k.listOf(5, **{})"), "[]");
+    EXPECT_EQ(messages(), Messages());
+}
+
+TEST_F(CommandBridge, UnconvertibleKeywordArgumentRaisesTypeErrorWithItsKey)
+{
+    const long before = HostScriptObject::alive();
+    EXPECT_EQ(pyEval("k.echo(value=None)"), "TypeError: wrong type of argument for value for echo");
+    EXPECT_EQ(pyEval("k.listOf(a=1, b=(2,))"), "TypeError: wrong type of argument for b for listOf");
+    EXPECT_EQ(pyEval("k.listOf(\xc3\xa9=None)"), "TypeError: wrong type of argument for \xc3\xa9 for listOf");
+    EXPECT_EQ(messages(), (Messages{"Python interpreter error:\nwrong type of argument for value for echo",
+                                    "Python interpreter error:\nwrong type of argument for b for listOf",
+                                    "Python interpreter error:\nwrong type of argument for \xc3\xa9 for listOf"}));
+    // A key without a UTF-8 form is spelled with escapes.
+    EXPECT_EQ(pyEval("k.echo(**{'\\ud800': 1})"), "TypeError: wrong type of argument for \\ud800 for echo");
+    EXPECT_EQ(HostScriptObject::alive(), before);
+}
+
+TEST_F(CommandBridge, KeysThatAreNotStrAreSkipped)
+{
+    PyRef self = PyRef::steal(PyUnicode_FromString("listOf"));
+    PyRef args = PyRef::steal(Py_BuildValue("(i)", 1));
+    PyRef keywords = PyRef::steal(Py_BuildValue("{i:i,s:i}", 1, 2, "x", 3));
+    PyRef result = PyRef::steal(callCommand(self.get(), args.get(), keywords.get()));
+    ASSERT_TRUE(result);
+    PyRef text = PyRef::steal(PyObject_ASCII(result.get()));
+    EXPECT_STREQ(PyUnicode_AsUTF8(text.get()), "[3]");
+}
+
+TEST_F(CommandBridge, ResultWithoutPythonFormGivesNullWithoutAnException)
+{
+    const long before = HostScriptObject::alive();
+    PyRef self = PyRef::steal(PyUnicode_FromString("foreign"));
+    PyRef args = PyRef::steal(PyTuple_New(0));
+    EXPECT_EQ(callCommand(self.get(), args.get(), nullptr), nullptr);
+    EXPECT_FALSE(PyErr_Occurred());
+    EXPECT_EQ(HostScriptObject::alive(), before);
+    // Python itself then complains.
+    EXPECT_EQ(pyEval("k.foreign()").rfind("SystemError: ", 0), 0u);
+    EXPECT_EQ(messages(), Messages());
+}
+
+TEST_F(CommandBridge, ArgumentListLivesOnOnlyWhenTheCommandKeepsIt)
+{
+    const long before = HostScriptObject::alive();
+    EXPECT_EQ(pyEval("k.keep(1, 'x')"), "None");
+    ASSERT_TRUE(keptList);
+    EXPECT_EQ(keptList->refCount(), 1u);
+    EXPECT_EQ(keptList->count(), 2u);
+    EXPECT_EQ(HostScriptObject::alive(), before + 3);  // the list and its two values
+    keptList.reset();
+    EXPECT_EQ(HostScriptObject::alive(), before);
+}
+
+TEST_F(CommandBridge, RecordingKeepsEveryExecutedCallWithItsArguments)
+{
+    IPtr<HostScript> script(new HostScript);
+    scriptTestHost().commands->setRecorder(script.get());
+    EXPECT_EQ(pyRun("k.echo(1)\nk.add(a=1, b=2)\nk.fail()\nk.echo(None)\n"), "TypeError: wrong type of argument 1 for echo()");
+    scriptTestHost().commands->setRecorder(nullptr);
+    EXPECT_EQ(pyEval("k.nop()"), "None");
+
+    ASSERT_EQ(script->count(), 3u);  // the call with a bad argument never reached the host
+    EXPECT_STREQ(script->command(0)->name().chars(), "echo");
+    EXPECT_STREQ(script->command(1)->name().chars(), "add");
+    EXPECT_STREQ(script->command(2)->name().chars(), "fail");
+    ASSERT_EQ(script->arguments(1)->count(), 2u);
+    EXPECT_STREQ(script->arguments(1)->item(1)->name().chars(), "b");
+    EXPECT_EQ(kelQuery<IScriptValueInt>(script->arguments(1)->item(1)->value())->getValue(), 2);
+}
+
+TEST_F(CommandBridge, CommandThatLeftTheListIsAnAssertionAndGivesNone)
+{
+    EXPECT_EQ(pyEval("k.gone(1)"), "None");
+    EXPECT_EQ(scriptTestHost().asserts->failures, std::vector<std::string>{"cmd in .\\scriptinterpreterpython"});
+    EXPECT_EQ(messages(), Messages());
+}
+
+TEST_F(CommandBridge, WithoutScriptEngineOnlyTheReportIsSkipped)
+{
+    scriptTestHost().provider.remove("IScriptEngine");
+    EXPECT_EQ(pyEval("k.echo(None)"), "TypeError: wrong type of argument 1 for echo()");
+    EXPECT_EQ(pyEval("k.fail()"), "None");
+    scriptTestHost().provider.add("IScriptEngine", scriptTestHost().engine.get());
+    EXPECT_EQ(messages(), Messages());
+}
+
+TEST(PythonKeywords, ReadOnceFromTheKeywordModule)
+{
+    scriptTestHost();
+    KelObjectArray<KelCString> words(2);
+    words.push(KelCString("stale"));
+    ASSERT_TRUE(getPythonKeywords(words));
+    ASSERT_EQ(pyEval("len(__import__('keyword').kwlist)"), std::to_string(words.count));
+    EXPECT_STREQ(words[1].chars(), "False");
+    EXPECT_STREQ(words[words.count].chars(), "yield");
+
+    // A later change of the module is not followed.
+    ASSERT_EQ(pyRun("import keyword\nkeyword.kwlist.append('extra')"), "");
+    KelObjectArray<KelCString> again;
+    ASSERT_TRUE(getPythonKeywords(again));
+    ASSERT_EQ(pyRun("keyword.kwlist.remove('extra')"), "");
+    ASSERT_EQ(again.count, words.count);
+    for (int32_t i = 1; i <= words.count; ++i)
+        EXPECT_STREQ(again[i].chars(), words[i].chars());
+}
+
+TEST(AppData, StringAppStateWritesTheHostsState)
+{
+    ScriptTestHost& host = scriptTestHost();
+    ASSERT_EQ(pyRun("import sys\nif '" KEL_BUILD_ROOT "' not in sys.path: sys.path.append('" KEL_BUILD_ROOT "')\n"
+                    "from kelapp.appdata import StringAppState\n"
+                    "out = StringAppState('Python/Output String')\n"),
+              "");
+    EXPECT_EQ(pyEval("out.setValue('h\\u00e9\\U0001F600\\udc80')"), "True");
+    const char16_t expected[] = {u'h', 0xE9, 0xD83D, 0xDE00, 0xDC80, 0};
+    EXPECT_TRUE(host.store->state("Python/Output String")->stringValue.equals(KelWideString(expected, kelBorrow)));
+    EXPECT_EQ(pyEval("out.setValue(42)"), "True");
+    EXPECT_TRUE(host.store->state("Python/Output String")->stringValue.equals(KelWideString("42")));
+    EXPECT_EQ(pyEval("StringAppState('No/Such State').setValue('x')"), "False");
+}
+
+}  // namespace

@@ -1,0 +1,104 @@
+#include "tests/script/scripttesthost.h"
+
+#include "script/pyref.h"
+
+int RecordingAssertHandler::handleAssert(const char* expression, const char* file, int line)
+{
+    failures.push_back(std::string(expression) + " in " + file);
+    return 0;
+}
+
+void RecordingAssertHandler::queryInterface(const char* name, void* out, bool flag)
+{
+    void* base = nullptr;
+    if (kelSameName(name, interfaceName))
+        base = static_cast<IKelAssertHandlerCB*>(this);
+    else if (kelSameName(name, IKelUnknown::interfaceName))
+        base = static_cast<IKelUnknown*>(this);
+    if (name)
+        *static_cast<void**>(out) = base;
+}
+
+namespace {
+
+// The services are held here, so that no lookup's release ever drops the
+// last reference of an object the host owns.
+template <class T>
+void publish(ScriptTestHost& host, IPtr<T>& slot, T* service, const char* name)
+{
+    slot = service;
+    host.provider.add(name, service);
+}
+
+ScriptTestHost* makeHost()
+{
+    auto* host = new ScriptTestHost;
+    publish(*host, host->factory, new HostScriptFactory, "IScriptFactory");
+    publish(*host, host->engine, new HostScriptEngine, "IScriptEngine");
+    publish(*host, host->store, new HostDataStore, "IDataStore");
+    publish(*host, host->dirs, new HostDirService, "IKelDirService");
+    publish(*host, host->asserts, new RecordingAssertHandler, "IKelAssertHandlerCB");
+    host->engine->quiet = true;
+    host->dirs->setDirectory("exe", KEL_BUILD_ROOT);
+    // Removed at the end of the process, after the last test.
+    static TempDir directory;
+    host->dirs->setDirectory("macros", directory.path());
+    host->dirs->setDirectory("temp", directory.path());
+    host->store->declareStringAppState("Python/Output String", 0, KelWideString::emptyString(), 0);
+    host->store->declareStringAppState("Python/Error String", 0, KelWideString::emptyString(), 0);
+    host->commands = new HostCommandList;
+    addBasicCommands(*host->commands);
+
+    host->interpreter = new ScriptInterpreterPython;
+    host->interpreter->addRef();
+    if (!Py_IsInitialized())
+        Py_Initialize();
+    host->interpreter->bindCommands(host->commands.get());
+    return host;
+}
+
+}  // namespace
+
+ScriptTestHost& scriptTestHost()
+{
+    static ScriptTestHost* host = makeHost();
+    return *host;
+}
+
+namespace {
+
+PyObject* mainDict()
+{
+    return PyModule_GetDict(PyImport_AddModule("__main__"));  // borrowed, borrowed
+}
+
+// "null" when nothing is set; otherwise the error as "ExcType: text".
+std::string takeError()
+{
+    if (!PyErr_Occurred())
+        return "null";
+    PyObject *type, *value, *traceback;
+    PyErr_Fetch(&type, &value, &traceback);
+    PyErr_NormalizeException(&type, &value, &traceback);
+    PyRef owner[] = {PyRef::steal(type), PyRef::steal(value), PyRef::steal(traceback)};
+    PyRef text = PyRef::steal(PyObject_Str(value));
+    std::string result = reinterpret_cast<PyTypeObject*>(type)->tp_name;
+    return result + ": " + (text ? PyUnicode_AsUTF8(text.get()) : "?");
+}
+
+}  // namespace
+
+std::string pyEval(const std::string& expression)
+{
+    PyRef value = PyRef::steal(PyRun_String(expression.c_str(), Py_eval_input, mainDict(), mainDict()));
+    if (!value)
+        return takeError();
+    PyRef text = PyRef::steal(PyObject_ASCII(value.get()));
+    return text ? PyUnicode_AsUTF8(text.get()) : takeError();
+}
+
+std::string pyRun(const std::string& statements)
+{
+    PyRef value = PyRef::steal(PyRun_String(statements.c_str(), Py_file_input, mainDict(), mainDict()));
+    return value ? std::string() : takeError();
+}
