@@ -1,0 +1,81 @@
+// The parameter interfaces and QTXModelFeature::Parameter, the base of the
+// persistent value objects of the host's model features.
+//
+// Every parameter stores itself as one parameter chunk (its id comes from the
+// host's IQtxFileMagic for "QTXModelFeature::Parameter", version 2) holding
+// sub-chunks matched by id, in any order:
+//   0    the stored class name: one string chunk, without "QTXModelFeature::"
+//   128  the class's type identity, 16 bytes straight in the payload
+//   256  KelIDPar's value: one identity chunk
+//   257  KelIDsPar's value: a 32-bit count, then that many identity chunks
+// A load establishes the class by the name alone; the type identity is read
+// and dropped. Older files use the id 0xb0000 with version 0 or 1.
+//
+// Slot orders of the interfaces and of Parameter are a contract with the host.
+#pragma once
+
+#include <cstdint>
+
+#include "component/kelid.h"
+#include "component/kelobject.h"
+#include "text/qtxcstring.h"
+
+class KelChunkReader;
+class KelChunkWriter;
+
+class IKelParameter : public virtual IKelUnknown {
+public:
+    static constexpr char interfaceName[] = "IKelParameter";
+
+    virtual bool defaultTrue() = 0;
+    virtual bool defaultFalse() = 0;
+    // Borrowed: the identity of the parameter's class.
+    virtual const KelID* typeId() = 0;
+    // A new object with the same value; its reference count is 0.
+    virtual IKelParameter* clone() = 0;
+};
+
+class IKelPersistable : public virtual IKelUnknown {
+public:
+    static constexpr char interfaceName[] = "IKelPersistable";
+
+    // Both use the given writer or reader only as the holder of its stream.
+    virtual bool save(KelChunkWriter* writer) = 0;
+    virtual bool load(KelChunkReader* reader) = 0;
+    virtual const KelID* typeId() = 0;
+};
+
+// Not among the names a parameter answers to in queryInterface: a caller that
+// has the concrete class reaches it by a cast.
+class IKelEqualComparable : public virtual IKelUnknown {
+public:
+    static constexpr char interfaceName[] = "IKelEqualComparable";
+
+    // True when `other` is of the same class and holds an equal value.
+    virtual bool equals(IKelEqualComparable* other) = 0;
+};
+
+namespace QTXModelFeature {
+
+class Parameter : public virtual IKelParameter {
+public:
+    bool defaultTrue() override { return true; }
+    bool defaultFalse() override { return false; }
+    void queryInterface(const char* name, void* out, bool flag) override;
+    const char* className() override { return "Parameter"; }
+
+    // The class's name with its namespace.
+    virtual const char* fullClassName();
+
+    // fullClassName() without any "QTXModelFeature::": the name in a chunk.
+    void storedName(KelCString& name);
+    // Sub-chunk 0: the stored name as a nested string chunk.
+    void writeNameChunk(KelChunkWriter& writer);
+    // Sub-chunk 128: typeId() as 16 bytes, not wrapped.
+    void writeTypeChunk(KelChunkWriter& writer);
+
+protected:
+    Parameter() = default;
+};
+
+}  // namespace QTXModelFeature
