@@ -4,6 +4,7 @@
 #include <atomic>
 #include <new>
 
+#include "component/interfacenamelist.h"
 #include "component/iptr.h"
 
 namespace {
@@ -72,7 +73,7 @@ void releaseThroughHeader(void* block)
 // Borrowed: the host's pool object, or null when the host publishes none.
 BucketMemoryPool* lookUpSharedPool()
 {
-    auto* service = static_cast<IKelUnknown*>(kelLookupService(IBucketMemoryPool::interfaceName));
+    auto* service = static_cast<IBucketMemoryPool*>(kelLookupService(IBucketMemoryPool::interfaceName));
     return service ? kelQuery<BucketMemoryPool>(service) : nullptr;
 }
 
@@ -149,9 +150,13 @@ BucketMemoryPool::~BucketMemoryPool()
 
 void BucketMemoryPool::queryInterface(const char* name, void* out, bool flag)
 {
-    void** result = static_cast<void**>(out);
-    if (!name)
+    if (!name) {
+        auto* list = static_cast<KelInterfaceNameList*>(out);
+        addName("BucketMemoryPool", 1, list);
+        addName(IBucketMemoryPool::interfaceName, 0, list);
         return;
+    }
+    void** result = static_cast<void**>(out);
     *result = nullptr;
     if (kelSameName(name, "BucketMemoryPool"))
         *result = this;
