@@ -226,7 +226,11 @@ KelFdStreambuf::pos_type KelFdStreambuf::seekoff(off_type offset, std::ios_base:
         flushPutArea();
     emptyAreas();
     state &= ~(stateReading | stateWriting);
-    int origin = direction == std::ios_base::cur ? kelSeekCur : direction == std::ios_base::end ? kelSeekEnd : kelSeekSet;
+    int origin = kelSeekSet;
+    if (direction == std::ios_base::cur)
+        origin = kelSeekCur;
+    else if (direction == std::ios_base::end)
+        origin = kelSeekEnd;
     return pos_type(off_type(kelLseeki64(fd, offset, origin)));
 }
 

@@ -107,6 +107,7 @@ private:
 
 int nativeOpenFlags(int flags)
 {
+    // Programs that a script starts must not inherit the component's files.
     int native = O_CLOEXEC;
     switch (flags & (kelOpenWriteOnly | kelOpenReadWrite)) {
     case kelOpenWriteOnly:

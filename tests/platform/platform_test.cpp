@@ -18,26 +18,14 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// The canonical wide form of a native test path: UTF-8 decoded, '/' -> '\'.
-std::u16string wide(const std::string& native)
+// The canonical wide form of a native test path: ASCII widened, '/' -> '\',
+// and an optional non-ASCII tail appended as it is.
+std::u16string wide(const std::string& native, const std::u16string& tail = u"")
 {
     std::u16string out;
-    for (size_t i = 0; i < native.size();) {
-        unsigned char b = native[i];
-        char32_t cp;
-        int n = b < 0x80 ? 1 : b < 0xE0 ? 2 : b < 0xF0 ? 3 : 4;
-        cp = n == 1 ? b : b & (0x7F >> n);
-        for (int k = 1; k < n; ++k)
-            cp = (cp << 6) | (native[i + k] & 0x3F);
-        i += n;
-        if (cp >= 0x10000) {
-            out += char16_t(0xD800 + ((cp - 0x10000) >> 10));
-            out += char16_t(0xDC00 + ((cp - 0x10000) & 0x3FF));
-        } else {
-            out += cp == '/' ? u'\\' : char16_t(cp);
-        }
-    }
-    return out;
+    for (char c : native)
+        out += c == '/' ? u'\\' : char16_t((unsigned char)c);
+    return out + tail;
 }
 
 std::string readAll(const std::string& path)
@@ -168,11 +156,11 @@ TEST(PlatformFiles, NativePathIsUtf8WithForwardSlashes)
 
     // A non-ASCII name reaches the file system as UTF-8.
     TempDir dir;
-    std::string file = dir.file("\xc3\xa9t\xc3\xa9-\xe6\x97\xa5.txt");
-    int fd = kelWOpen(wide(file).c_str(), kelOpenWriteOnly | kelOpenCreate, 0x180);
+    std::u16string name = wide(dir.path() + "/", u"\u00e9t\u00e9-\u65e5.txt");
+    int fd = kelWOpen(name.c_str(), kelOpenWriteOnly | kelOpenCreate, 0x180);
     ASSERT_NE(fd, -1);
     kelClose(fd);
-    EXPECT_TRUE(fs::exists(file));
+    EXPECT_TRUE(fs::exists(dir.file("\xc3\xa9t\xc3\xa9-\xe6\x97\xa5.txt")));
 }
 
 TEST(PlatformSyscalls, TestsCanMakeEachCallFail)
