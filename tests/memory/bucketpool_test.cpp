@@ -296,7 +296,8 @@ TEST(BucketPoolModule, MovesFromItsPrivatePoolToTheHostsAndKeepsItsBlocks)
     EXPECT_TRUE(modulePoolIsPrivate()) << "the service is sought only after 601 counted allocations";
     EXPECT_EQ(moduleCurrentPool(), privatePool);
 
-    void* block = moduleAlloc(8, &got);
+    int gotSmall = 0;
+    void* block = moduleAlloc(8, &gotSmall);
     EXPECT_FALSE(modulePoolIsPrivate());
     EXPECT_EQ(moduleCurrentPool(), shared);
     EXPECT_EQ(shared->refCount(), 1u);
@@ -305,7 +306,7 @@ TEST(BucketPoolModule, MovesFromItsPrivatePoolToTheHostsAndKeepsItsBlocks)
 
     // Blocks freed before the move are served by the shared pool.
     EXPECT_EQ(moduleAlloc(100, &got), kept[2]);
-    moduleFree(got, &block);
+    moduleFree(gotSmall, &block);
     EXPECT_EQ(shared->buckets.data[1]->count, 1);
     moduleSetProvider(nullptr);
 }
