@@ -5,7 +5,6 @@
 
 #include "component/componentid.h"
 #include "component/hostservices.h"
-#include "component/interfacenamelist.h"
 #include "tests/support/testprovider.h"
 
 namespace {
@@ -99,20 +98,6 @@ TEST(KelTrivialTranslator, ArrayFormReplacesFirstMatchInTurn)
     EXPECT_EQ(u(translator.translate("%1", 2, chained)), u"<x>");
     // A percent sign at the very end is never a placeholder.
     EXPECT_EQ(u(translator.translate("50%", 1, args)), u"50%");
-}
-
-TEST(KelTrivialTranslator, AnswersToItsNames)
-{
-    KelTrivialTranslator translator;
-    EXPECT_EQ(kelQuery<IKelTranslator>(&translator), static_cast<IKelTranslator*>(&translator));
-    void* out = &out;
-    translator.queryInterface("KelTrivialTranslator", &out, false);
-    EXPECT_EQ(out, &translator);
-    translator.queryInterface("IKelUnknown", &out, false);
-    EXPECT_EQ(out, static_cast<IKelUnknown*>(&translator));
-    translator.queryInterface("IKelDirService", &out, false);
-    EXPECT_EQ(out, nullptr);
-    EXPECT_STREQ(translator.className(), "KelTrivialTranslator");
 }
 
 TEST_F(KelTranslatorChoice, TrivialUntilTheHostOffersAService)
