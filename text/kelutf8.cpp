@@ -59,15 +59,28 @@ int32_t narrowAscii(const char16_t* units, int32_t count, char* out)
 {
     const __m128i nonAscii = _mm_set1_epi16(static_cast<short>(0xFF80));
     const __m128i zero = _mm_setzero_si128();
+    const auto* from = reinterpret_cast<const __m128i*>(units);
     int32_t done = 0;
-    while (done + 16 <= count) {
-        __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(units + done));
-        __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(units + done + 8));
+    while (done + 32 <= count) {
+        __m128i a = _mm_loadu_si128(from + done / 8);
+        __m128i b = _mm_loadu_si128(from + done / 8 + 1);
+        __m128i c = _mm_loadu_si128(from + done / 8 + 2);
+        __m128i d = _mm_loadu_si128(from + done / 8 + 3);
+        __m128i any = _mm_or_si128(_mm_or_si128(a, b), _mm_or_si128(c, d));
+        if (_mm_movemask_epi8(_mm_cmpeq_epi16(_mm_and_si128(any, nonAscii), zero)) != 0xFFFF)
+            break;
         _mm_storeu_si128(reinterpret_cast<__m128i*>(out + done), _mm_packus_epi16(a, b));
-        __m128i highA = _mm_cmpeq_epi16(_mm_and_si128(a, nonAscii), zero);
-        __m128i highB = _mm_cmpeq_epi16(_mm_and_si128(b, nonAscii), zero);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + done + 16), _mm_packus_epi16(c, d));
+        done += 32;
+    }
+    while (done + 16 <= count) {
+        __m128i a = _mm_loadu_si128(from + done / 8);
+        __m128i b = _mm_loadu_si128(from + done / 8 + 1);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + done), _mm_packus_epi16(a, b));
+        __m128i asciiA = _mm_cmpeq_epi16(_mm_and_si128(a, nonAscii), zero);
+        __m128i asciiB = _mm_cmpeq_epi16(_mm_and_si128(b, nonAscii), zero);
         // One bit per unit that is ASCII after packing the two masks.
-        unsigned ascii = static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(highA, highB)));
+        unsigned ascii = static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(asciiA, asciiB)));
         if (ascii != 0xFFFF)
             return done + lowestBit(~ascii & 0xFFFF);
         done += 16;
@@ -198,10 +211,22 @@ int32_t kelEncodeUtf8(const char16_t* units, int32_t count, char* out)
 
 #if defined(__SSE2__)
 
-// Reads whole aligned 16-byte blocks, which never cross a page, so it may
-// look past the terminator within the block that holds it. Those bytes are
-// not part of any object, which is why the address checker is told to keep
-// out of this one function.
+namespace {
+
+// Bit per byte of the zero units in the aligned 16-byte block at `block`.
+// It may read past a terminator: see kelUnitLength.
+__attribute__((no_sanitize_address)) unsigned zeroUnits(const char16_t* block)
+{
+    __m128i units = _mm_load_si128(reinterpret_cast<const __m128i*>(block));
+    return static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi16(units, _mm_setzero_si128())));
+}
+
+}  // namespace
+
+// Reads whole aligned blocks (16 bytes, then 64), which never cross a page,
+// so it may look past the terminator within the block that holds it. Those
+// bytes are not part of any object, which is why the address checker is told
+// to keep out of these functions.
 __attribute__((no_sanitize_address)) int32_t kelUnitLength(const char16_t* units)
 {
     auto address = reinterpret_cast<uintptr_t>(units);
@@ -211,16 +236,27 @@ __attribute__((no_sanitize_address)) int32_t kelUnitLength(const char16_t* units
             ++count;
         return count;
     }
-    const __m128i zero = _mm_setzero_si128();
     const char16_t* block = reinterpret_cast<const char16_t*>(address & ~uintptr_t{15});
-    unsigned skip = static_cast<unsigned>(address & 15);
-    unsigned mask = static_cast<unsigned>(
-        _mm_movemask_epi8(_mm_cmpeq_epi16(_mm_load_si128(reinterpret_cast<const __m128i*>(block)), zero)));
-    mask &= ~0u << skip;
-    while (mask == 0) {
+    unsigned mask = zeroUnits(block) & (~0u << (address & 15));
+    while (mask == 0 && reinterpret_cast<uintptr_t>(block + 8) % 64 != 0) {
         block += 8;
-        mask = static_cast<unsigned>(
-            _mm_movemask_epi8(_mm_cmpeq_epi16(_mm_load_si128(reinterpret_cast<const __m128i*>(block)), zero)));
+        mask = zeroUnits(block);
+    }
+    if (mask == 0) {
+        const __m128i zero = _mm_setzero_si128();
+        for (;;) {
+            block += 8;
+            const auto* wide = reinterpret_cast<const __m128i*>(block);
+            __m128i a = _mm_cmpeq_epi16(_mm_load_si128(wide), zero);
+            __m128i b = _mm_cmpeq_epi16(_mm_load_si128(wide + 1), zero);
+            __m128i c = _mm_cmpeq_epi16(_mm_load_si128(wide + 2), zero);
+            __m128i d = _mm_cmpeq_epi16(_mm_load_si128(wide + 3), zero);
+            if (_mm_movemask_epi8(_mm_or_si128(_mm_or_si128(a, b), _mm_or_si128(c, d))) != 0)
+                break;
+            block += 24;
+        }
+        while ((mask = zeroUnits(block)) == 0)
+            block += 8;
     }
     const char16_t* end = block + lowestBit(mask) / 2;
     return static_cast<int32_t>(end - units);

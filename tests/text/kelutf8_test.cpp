@@ -103,9 +103,9 @@ TEST(Utf8Encode, EachUnitByItself)
 
 TEST(Utf8Encode, UnitLengthAtEveryAlignment)
 {
-    alignas(16) char16_t buffer[80];
-    for (int start = 0; start < 16; ++start) {
-        for (int length = 0; length < 40; ++length) {
+    alignas(64) char16_t buffer[256];
+    for (int start = 0; start < 32; ++start) {
+        for (int length = 0; length < 130; ++length) {
             for (char16_t& unit : buffer)
                 unit = u'z';
             buffer[start + length] = 0;
