@@ -109,27 +109,6 @@ void chooseFirstPoolUnsafe()
 
 }  // namespace
 
-BucketClass bucketClassOf(int size, int step, int smallLimit, int poolLimit)
-{
-    // Fine classes of `step` bytes keep the waste of small blocks (most are
-    // short strings) under one step; above smallLimit the classes double, so
-    // five stacks reach poolLimit at the price of up to half a block of slack.
-    // A request of 0 shares the first class: (0 - 1) / step truncates to 0.
-    if (size > poolLimit)
-        return {-1, size};
-    if (size <= smallLimit) {
-        int index = size <= 0 ? 0 : (size - 1) / step;
-        return {index, (index + 1) * step};
-    }
-    int index = (smallLimit - 1) / step;
-    int blockSize = smallLimit;
-    while (blockSize < size) {
-        blockSize *= 2;
-        ++index;
-    }
-    return {index, blockSize};
-}
-
 BucketMemoryAllocator::~BucketMemoryAllocator() = default;
 
 void BucketMemoryAllocator::freeBlock(void* base)
@@ -282,18 +261,18 @@ void* bucketAlloc(int size, int* gotSize)
     // Private or not yet chosen: the pool may be switched, and the private
     // pool destroyed, by another thread, so it is used under the section.
     SectionLock lock;
-    if (privatePool.load(std::memory_order_relaxed) && allocationCount > kLookupInterval)
-        switchToSharedPoolUnsafe();
     BucketMemoryPool* pool = currentPool.load(std::memory_order_relaxed);
     if (!pool) {
         chooseFirstPoolUnsafe();
         pool = currentPool.load(std::memory_order_relaxed);
+    } else if (allocationCount > kLookupInterval && privatePool.load(std::memory_order_relaxed)) {
+        switchToSharedPoolUnsafe();
+        pool = currentPool.load(std::memory_order_relaxed);
     }
     if (!privatePool.load(std::memory_order_relaxed))
         return pool->allocate(size, gotSize);
-    void* block = pool->allocateUnsafe(size, gotSize);
     ++allocationCount;
-    return block;
+    return pool->allocateUnsafe(size, gotSize);
 }
 
 void bucketFree(int size, void** block)

@@ -64,7 +64,35 @@ struct BucketClass {
     int bucket;
     int blockSize;
 };
-BucketClass bucketClassOf(int size, int step, int smallLimit, int poolLimit);
+
+// Fine classes of `step` bytes keep the waste of small blocks (most are short
+// strings) under one step; above smallLimit the classes double, so five stacks
+// reach poolLimit at the price of up to half a block of slack. A request of 0
+// shares the first class, as (0 - 1) / step truncates to 0. Inline because it
+// runs on every allocation and release; a power-of-two step (the usual 4)
+// divides by shifting.
+inline BucketClass bucketClassOf(int size, int step, int smallLimit, int poolLimit)
+{
+    if (size > poolLimit)
+        return {-1, size};
+    if (size <= smallLimit) {
+        int index;
+        if (size <= 0)
+            index = 0;
+        else if ((step & (step - 1)) == 0)
+            index = (size - 1) >> __builtin_ctz(static_cast<unsigned>(step));
+        else
+            index = (size - 1) / step;
+        return {index, (index + 1) * step};
+    }
+    int index = (smallLimit - 1) / step;
+    int blockSize = smallLimit;
+    while (blockSize < size) {
+        blockSize *= 2;
+        ++index;
+    }
+    return {index, blockSize};
+}
 
 // One free block on a stack: the bucket's block size and the caller's pointer.
 struct BucketEntry {
