@@ -471,9 +471,13 @@ Section* sectionOf(KelCriticalSection* section)
     return std::launder(reinterpret_cast<Section*>(section->storage));
 }
 
+// Bounded: a leave that read the word just before a waiter marked it may not
+// wake that waiter (see kelCriticalSectionLeave), so a sleeper looks again
+// after a millisecond at the latest.
 void futexWait(std::atomic<int>* word, int expected)
 {
-    syscall(SYS_futex, reinterpret_cast<int*>(word), FUTEX_WAIT_PRIVATE, expected, nullptr, nullptr, 0);
+    timespec limit{0, 1000000};
+    syscall(SYS_futex, reinterpret_cast<int*>(word), FUTEX_WAIT_PRIVATE, expected, &limit, nullptr, 0);
 }
 
 void futexWake(std::atomic<int>* word)
@@ -522,7 +526,14 @@ void kelCriticalSectionLeave(KelCriticalSection* section)
     if (--s->depth > 0)
         return;
     s->owner.store(0, std::memory_order_relaxed);
-    if (s->word.exchange(0, std::memory_order_release) == 2)
+    // A plain store instead of an exchange: on the pool's path every section
+    // entry is one alloc or free, and a second atomic read-modify-write per
+    // entry costs as much as the rest of the work. A waiter that marks the
+    // word between the load and the store misses its wake-up and finds the
+    // lock free at the end of its bounded sleep.
+    int held = s->word.load(std::memory_order_relaxed);
+    s->word.store(0, std::memory_order_release);
+    if (held == 2)
         futexWake(&s->word);
 }
 
