@@ -1,8 +1,35 @@
-// ScriptInterpreter: script files and script text, independent of the language.
+// ScriptInterpreter: extensions, script files and script text, independent of
+// the language.
 #include "script/scriptinterpreter.h"
 
+#include <ostream>
+
+#include "component/interfacenamelist.h"
+#include "component/kelassert.h"
+#include "memory/kelpath.h"
+#include "platform/platform.h"
+
+namespace {
+
+const char kSourceFile[] = ".\\scriptinterpreter";
+
+// Joins the pieces of a file read into one text: a line longer than a piece
+// arrives in several pieces and is joined with nothing between them.
+bool appendPiece(void* context, const char16_t* units, size_t length)
+{
+    static_cast<KelWideString*>(context)->append(KelWideString(units, kelBorrow));
+    return true;
+}
+
+}  // namespace
+
 ScriptInterpreter::ScriptInterpreter(const KelWideString& name)
-    : languageName(name), callOpen("("), callClose(")"), statementEnd(";")
+    : languageName(name),
+      commands(nullptr),
+      callOpen("("),
+      callClose(")"),
+      statementEnd(";"),
+      quoteStrings(true)
 {
 }
 
@@ -10,7 +37,20 @@ ScriptInterpreter::~ScriptInterpreter() = default;
 
 void ScriptInterpreter::queryInterface(const char* name, void* out, bool flag)
 {
-    *static_cast<void**>(out) = nullptr;
+    if (!name) {
+        auto* list = static_cast<KelInterfaceNameList*>(out);
+        addName("ScriptInterpreter", 1, list);
+        addName("IScriptInterpreter", 0, list);
+        return;
+    }
+    void** result = static_cast<void**>(out);
+    *result = nullptr;
+    if (kelSameName(name, "ScriptInterpreter"))
+        *result = static_cast<ScriptInterpreter*>(this);
+    else if (kelSameName(name, "IKelUnknown"))
+        *result = static_cast<IKelUnknown*>(this);
+    else if (kelSameName(name, "IScriptInterpreter"))
+        *result = static_cast<IScriptInterpreter*>(this);
 }
 
 const KelWideString& ScriptInterpreter::getLanguageName()
@@ -18,32 +58,98 @@ const KelWideString& ScriptInterpreter::getLanguageName()
     return languageName;
 }
 
-bool ScriptInterpreter::canRunFile(const KelWideString& path)
-{
-    return false;
-}
-
 const KelWideString& ScriptInterpreter::getDefaultExtension()
 {
     return extensions.empty() ? KelWideString::emptyString() : extensions.front();
 }
 
+bool ScriptInterpreter::canRunFile(const KelWideString& path)
+{
+    // Without the host's IKelStrSupport toLower leaves the case alone, so an
+    // extension in capitals then fails here.
+    KelWideString extension = KelPath(path).extension().toLower();
+    for (const KelWideString& known : extensions) {
+        if (known.equals(extension))
+            return true;
+    }
+    return false;
+}
+
 int32_t ScriptInterpreter::runFile(const KelWideString& path)
 {
-    return 0;
+    if (!scriptFactory)
+        return 0;
+    // The platform read drops a byte order mark and turns CR LF into LF; a
+    // read error ends the text like the end of the file.
+    KelWideString text;
+    kelReadWideTextFile(path.chars(), appendPiece, &text);
+    if (text.isEmpty())
+        return 0;
+    return runString(text);
 }
 
 bool ScriptInterpreter::writeScript(std::ostream& out, IScript* script)
 {
-    return true;
+    KEL_ASSERT(script, kSourceFile);
+    if (!script)
+        return false;
+    bool result = true;
+    uint32_t count = script->count();
+    for (uint32_t i = 0; i < count; ++i) {
+        result = writeCommand(out, script->command(i), script->arguments(i)) && result;
+        out << std::endl;
+    }
+    return result;
 }
 
 bool ScriptInterpreter::writeCommand(std::ostream& out, IScriptCommand* cmd, IScriptActualArgList* argList)
 {
-    return true;
+    KEL_ASSERT(cmd && argList, kSourceFile);
+    if (!cmd || !argList)
+        return false;
+    if (!modulePrefix.isEmpty())
+        out << modulePrefix << ".";
+    out << cmd->name();
+    if (callOpen.isEmpty())
+        out << " ";
+    else
+        out << callOpen;
+    bool result = true;
+    uint32_t count = argList->count();
+    for (uint32_t i = 0; i < count; ++i) {
+        IScriptActualArg* arg = argList->item(i);
+        result = writeValue(out, arg ? arg->value() : nullptr) && result;
+        if (i + 1 < count)
+            out << ", ";
+    }
+    out << callClose << statementEnd;
+    return result;
 }
 
 bool ScriptInterpreter::writeValue(std::ostream& out, IScriptValue* val)
 {
+    KEL_ASSERT(val, kSourceFile);
+    if (!val)
+        return false;
+    auto type = val->type();
+    if (quoteStrings && scriptFactory->isString(type)) {
+        auto* sv = kelQuery<IScriptValueString>(val);
+        KEL_ASSERT(sv, kSourceFile);
+        if (!sv)
+            return false;
+        KelCString text = sv->getValue();
+        text.replaceAll("\\", "\\\\");
+        out << '"' << text << '"';
+    } else if (quoteStrings && scriptFactory->isUnicodeString(type)) {
+        auto* sv = kelQuery<IScriptValueUnicodeString>(val);
+        KEL_ASSERT(sv, kSourceFile);
+        if (!sv)
+            return false;
+        KelWideString text = sv->getValue();
+        text.replaceAll(KelWideString(u"\\", kelBorrow), KelWideString(u"\\\\", kelBorrow));
+        out << '"' << text.narrow() << '"';
+    } else {
+        val->write(out);
+    }
     return true;
 }

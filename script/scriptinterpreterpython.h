@@ -12,7 +12,9 @@
 
 #include <cstdint>
 #include <iosfwd>
+#include <string>
 
+#include "memory/kelpath.h"
 #include "script/scriptinterpreter.h"
 
 class IPythonScriptInterpreter : public virtual IKelUnknown {
@@ -60,8 +62,11 @@ public:
     IScriptFactory* factory() const { return scriptFactory.get(); }
 
 private:
-    void createModule();
-    void runStartup();
+    void createModule(const std::string& importText);
+    void runStartup(const std::string& importText);
+    // The error file's path, its removal and the report of a failed run.
+    KelPath errorFilePath() const;
+    void reportFailure(const KelPath& errorFile);
 
     bool startupDone = false;
     bool moduleCreated = false;

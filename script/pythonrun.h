@@ -1,0 +1,51 @@
+// The embedded interpreter's low-level roads: starting Python, running a text
+// or a source file in __main__, path literals and sys.argv.
+//
+// These are the only run functions that the interpreter class uses. They
+// behave like Python's simple run functions (traceback to sys.stderr, status
+// 0 or -1) with one difference: an uncaught SystemExit (exit(), quit(),
+// raise SystemExit) ends only the script. Its traceback goes where any other
+// goes and the status is -1; the process is never ended from here.
+//
+// Everything belongs on the thread that started Python.
+#pragma once
+
+#include <string>
+
+#include "component/kelobjectarray.h"
+#include "text/kelwidestring.h"
+#include "text/qtxcstring.h"
+
+// Starts Python when nobody has yet: makes the interpreter library's symbols
+// visible to the extension modules that Python loads later, starts it in
+// UTF-8 mode and runs the coding line. False when Python was up already.
+bool kelPythonStart();
+// Stops Python (the interpreter object's last release).
+void kelPythonStop();
+
+// Makes `unicode` a name of str in builtins, so that texts written for the
+// older language keep working.
+void kelPythonAliasUnicode();
+
+// Runs `text` (UTF-8) as statements in __main__. 0 when it ran to its end,
+// -1 when it raised; the traceback has then gone to sys.stderr.
+int kelPythonRunText(const char* text);
+
+// Flushes Python's own standard streams, so that what a run printed is out
+// before the host writes anything of its own.
+void kelPythonFlushStdio();
+
+// Reads the file `path` (canonical wide path) as bytes and runs it in
+// __main__ under its own name, so that tracebacks name the file and line.
+// False when the file cannot be read (nothing ran, `status` untouched).
+bool kelPythonRunFile(const KelWideString& path, int* status);
+
+// A Python string literal that stands for exactly the file system path
+// `path` (canonical wide path, turned into the native form): quotes,
+// backslashes, line ends and non-ASCII characters are escaped, so the text
+// is plain ASCII and no path can ever run as code.
+std::string kelPythonPathLiteral(const KelWideString& path);
+
+// sys.argv becomes the texts of args[1..count] decoded as UTF-8 (invalid bytes
+// kept by surrogateescape), [''] when there are none. sys.path is untouched.
+void kelPythonSetArgv(const KelObjectArray<KelCString>& args);
