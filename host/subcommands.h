@@ -19,8 +19,11 @@
 
 // kelhost info: the component's name, build stamp, version and classes.
 void addInfoCommands(CLI::App& app, KelHostOptions& options);
+// kelhost run, exec, console: Python through the component.
+void addScriptCommands(CLI::App& app, KelHostOptions& options);
 
 inline void kelAddSubcommands(CLI::App& app, KelHostOptions& options)
 {
     addInfoCommands(app, options);
+    addScriptCommands(app, options);
 }

@@ -1,0 +1,83 @@
+// kelhost run, exec and console: running Python through the component.
+#include <filesystem>
+#include <iostream>
+#include <memory>
+
+#include "host/scriptrunner.h"
+#include "host/subcommands.h"
+
+namespace {
+
+// The options that every script sub-command takes.
+void addRunOptions(CLI::App* command, ScriptRunOptions& options)
+{
+    command->add_flag("--console", options.console,
+                      "Show Python's output and errors live through the application states");
+    command->add_flag("--debug", options.debug, "Let Python open and run the script file itself");
+    command->add_option("--record", options.recordPath,
+                        "Keep every executed host command and write them as a script to this file");
+}
+
+// Runs `body` on a started runner and turns its status into the exit status.
+template <class Body>
+int withRunner(KelHost& host, const ScriptRunOptions& options, Body body)
+{
+    ScriptRunner runner(host, options, std::cout, std::cerr);
+    if (!runner.start())
+        return 2;
+    int status = body(runner);
+    std::cout.flush();
+    if (!runner.finish() && status == 0)
+        status = 1;
+    return status;
+}
+
+struct ScriptCommandState {
+    ScriptRunOptions options;
+    std::string file;
+    std::vector<std::string> args;
+    std::string text;
+};
+
+}  // namespace
+
+void addScriptCommands(CLI::App& app, KelHostOptions& options)
+{
+    auto state = std::make_shared<ScriptCommandState>();
+
+    CLI::App* run = app.add_subcommand("run", "Run a Python script file with arguments");
+    addRunOptions(run, state->options);
+    run->add_option("file", state->file, "The script file")->required();
+    run->add_option("args", state->args, "Arguments for the script (sys.argv[1:])");
+    run->callback([&options, state] {
+        options.action = [state](KelHost& host) {
+            std::error_code error;
+            if (!std::filesystem::is_regular_file(state->file, error)) {
+                std::cerr << "kelhost: script file not found: " << state->file << std::endl;
+                return 2;
+            }
+            return withRunner(host, state->options, [state](ScriptRunner& runner) {
+                return scriptExitStatus(runner.runFile(state->file, state->args));
+            });
+        };
+    });
+
+    CLI::App* exec = app.add_subcommand("exec", "Run a Python text");
+    addRunOptions(exec, state->options);
+    exec->add_option("text", state->text, "The statements to run")->required();
+    exec->callback([&options, state] {
+        options.action = [state](KelHost& host) {
+            return withRunner(host, state->options, [state](ScriptRunner& runner) {
+                return scriptExitStatus(runner.runText(state->text));
+            });
+        };
+    });
+
+    CLI::App* console = app.add_subcommand("console", "An interactive Python console");
+    addRunOptions(console, state->options);
+    console->callback([&options, state] {
+        options.action = [state](KelHost& host) {
+            return withRunner(host, state->options, [](ScriptRunner& runner) { return runScriptConsole(runner); });
+        };
+    });
+}
