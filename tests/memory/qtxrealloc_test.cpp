@@ -95,6 +95,47 @@ TEST(QtxRealloc, GrownBlockReadsZeroFromTheOldEnd)
     std::free(block);
 }
 
+namespace {
+
+class RecordingAssertHandler : public FakeService<IKelAssertHandlerCB> {
+public:
+    int handleAssert(const char* expression, const char* file, int) override
+    {
+        calls += std::string(expression) + " @ " + file + "\n";
+        return 0;
+    }
+    std::string calls;
+};
+
+}  // namespace
+
+TEST(QtxRealloc, BoundsTheWrongWayRoundAssertAndGoOn)
+{
+    TestServiceProvider provider;
+    provider.allowDestroy = false;
+    RecordingAssertHandler handler;
+    provider.add("IKelAssertHandlerCB", &handler);
+    ScriptedSyscalls heap;
+
+    // maxNewSize below minNewSize: both checks fire, and the block still
+    // grows, to maxNewSize.
+    void* block = patterned(10);
+    EXPECT_EQ(qtxRealloc(&block, 1, 10, 20, 15), 15);
+    EXPECT_EQ(handler.calls,
+              "maxNewSize >= minNewSize @ .\\qtxrealloc\n"
+              "minNewSize > curSize && maxNewSize >= minNewSize @ .\\qtxrealloc\n");
+    EXPECT_EQ(patternThenZeros(block, 10, 15), "");
+    std::free(block);
+
+    // Shrinking with the bounds the wrong way round: one check, then the
+    // shrink to maxNewSize.
+    handler.calls.clear();
+    block = patterned(10);
+    EXPECT_EQ(qtxRealloc(&block, 1, 10, 6, 4), 4);
+    EXPECT_EQ(handler.calls, "maxNewSize >= minNewSize @ .\\qtxrealloc\n");
+    std::free(block);
+}
+
 TEST(QtxMalloc, GivesCountAndTreatsZeroBytesAsSuccess)
 {
     ScriptedSyscalls heap;
