@@ -61,10 +61,11 @@ TEST(BucketClasses, EverySizeGetsABlockThatCoversItAndMapsBackToItsBucket)
         ASSERT_TRUE(sameClass(classOf(sizeClass.blockSize), sizeClass)) << size;
         ASSERT_GE(sizeClass.bucket, previous.bucket) << size;
         ASSERT_LE(sizeClass.bucket, previous.bucket + 1) << size;
-        if (size > 0 && size <= 8192)
+        if (size > 0 && size <= 8192) {
             ASSERT_LT(sizeClass.blockSize - size, 4) << size;
-        if (size > 8192)
+        } else if (size > 8192) {
             ASSERT_LT(sizeClass.blockSize, 2 * size) << size;
+        }
         previous = sizeClass;
     }
     EXPECT_TRUE(sameClass(classOf(0), {0, 4}));
@@ -272,7 +273,6 @@ TEST(BucketPoolModule, MovesFromItsPrivatePoolToTheHostsAndKeepsItsBlocks)
 
     // Without the service the module starts on a private pool.
     TestServiceProvider provider;
-    provider.allowDestroy = false;
     moduleSetProvider(&provider);
     int got = 0;
     void* kept[3];
