@@ -454,8 +454,9 @@ bool kelReadWideTextFile(const char16_t* path, bool (*piece)(void* context, cons
 namespace {
 
 // A re-entrant lock built on one futex word (0 free, 1 held, 2 held with
-// sleepers), an owner and a depth: one atomic operation to enter and one to
-// leave when nobody waits, and a system call only when somebody does. A waiter
+// sleepers), an owner and a depth: one atomic operation to enter and plain
+// stores to leave when nobody waits, and a system call only when somebody
+// does. Mutual exclusion rests on the entering read-modify-writes alone. A waiter
 // sleeps at once instead of spinning: with more threads than cores (the usual
 // case on a loaded desktop) spinning on a preempted holder only burns the
 // holder's time, and measured two-thread churn was fastest without it.
