@@ -1,0 +1,203 @@
+// The reference host's services, in-process.
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "component/componentid.h"
+#include "component/hostservices.h"
+#include "component/iptr.h"
+#include "component/kelassert.h"
+#include "component/serviceprovider.h"
+#include "host/hostdatastore.h"
+#include "host/hostdirservice.h"
+#include "host/hostmemory.h"
+#include "host/hostprovider.h"
+#include "host/hostreporting.h"
+#include "host/hoststrsupport.h"
+#include "host/hosttranslator.h"
+#include "host/kelhost_app.h"
+#include "memory/bucketpool.h"
+#include "memory/keltranslator.h"
+#include "tests/host/kelhostrun.h"
+#include "tests/support/testprovider.h"
+#include "text/kelwidestring.h"
+#include "text/qtxcstring.h"
+
+namespace {
+TEST(HostProviderTest, LooksUpTheNamedBaseAndCountsAtomically)
+{
+    HostServiceProvider* provider = new HostServiceProvider();
+    provider->addRef();
+    HostDirService* directories = new HostDirService();
+    provider->addService("IKelDirService", directories);
+    EXPECT_EQ(directories->refCount(), 1u);
+
+    void* out = nullptr;
+    EXPECT_EQ(provider->lookupService(KelCString("IKelDirService", kelBorrow), &out), 1);
+    EXPECT_EQ(out, static_cast<IKelDirService*>(directories));
+    void* untouched = &out;
+    EXPECT_EQ(provider->lookupService(KelCString("IDataStore", kelBorrow), &untouched), 0);
+    EXPECT_EQ(untouched, &out);
+    EXPECT_EQ(provider->lookupService(KelCString(), &untouched), 0);
+    // Published under a name the object does not answer to: not found.
+    provider->addService("IDataStore", directories);
+    EXPECT_EQ(provider->lookupService(KelCString("IDataStore", kelBorrow), &untouched), 0);
+    provider->removeService("IDataStore");
+
+    int32_t count = 0;
+    provider->addRefShared(&count);
+    provider->addRefShared(&count);
+    EXPECT_FALSE(provider->releaseShared(&count));
+    EXPECT_TRUE(provider->releaseShared(&count));
+    EXPECT_EQ(provider->testValue(), 'K');
+    provider->release();  // takes the directory service with it
+}
+
+TEST(HostDataStoreTest, SettingsReadAsBooleansAndTexts)
+{
+    HostDataStore store;
+    for (const char* yes : {"1", "true", "yes", "on"}) {
+        store.setSetting("Scripting/ShowScriptingConsole", yes);
+        EXPECT_EQ(store.getBool("Scripting/ShowScriptingConsole", 0), 1) << yes;
+    }
+    for (const char* no : {"0", "false", "no", "off"}) {
+        store.setSetting("Scripting/ShowScriptingConsole", no);
+        EXPECT_EQ(store.getBool("Scripting/ShowScriptingConsole", 1), 0) << no;
+    }
+    store.setSetting("Scripting/ShowScriptingConsole", "maybe");
+    EXPECT_EQ(store.getBool("Scripting/ShowScriptingConsole", 5), 5);
+    EXPECT_EQ(store.getBool("Unknown", 3), 3);
+    store.setSetting("Directories/Temp Directory", "/tmp/t\xc3\xa9mp");
+    EXPECT_EQ(std::u16string(store.getString("Directories/Temp Directory", 0).chars()), u"/tmp/t\u00e9mp");
+    EXPECT_EQ(&store.getString("Unknown", 0), &KelWideString::emptyString());
+}
+
+TEST(HostDataStoreTest, DeclaredStatesKeepValuesAndReportChanges)
+{
+    HostDataStore store;
+    std::vector<std::string> changes;
+    store.setListener([&changes](const HostAppState& state) {
+        changes.push_back(state.name + "=" + (state.isString ? state.stringValue.utf8() : std::to_string(state.intValue)));
+    });
+    store.declareAppStateGroup("Python");
+    store.declareStringAppState("Python/Output String", 1024, KelWideString::emptyString(), 0);
+    store.declareIntAppState("Python/Redirect Output", 1, 0, 1, 0);
+    EXPECT_EQ(store.groups(), std::vector<std::string>{"Python"});
+    EXPECT_EQ(store.stateOrder(), (std::vector<std::string>{"Python/Output String", "Python/Redirect Output"}));
+    ASSERT_NE(store.state("Python/Redirect Output"), nullptr);
+    EXPECT_EQ(store.state("Python/Redirect Output")->intValue, 1);
+    EXPECT_EQ(store.state("Python/Output String")->maxLength, 1024);
+
+    EXPECT_TRUE(store.setStringState("Python/Output String", KelWideString("hello")));
+    EXPECT_TRUE(store.setIntState("Python/Redirect Output", 0));
+    EXPECT_FALSE(store.setIntState("Python/Output String", 3));         // wrong type
+    EXPECT_FALSE(store.setStringState("Python/Nothing", KelWideString("x")));  // undeclared
+    EXPECT_EQ(changes, (std::vector<std::string>{"Python/Output String=hello", "Python/Redirect Output=0"}));
+    EXPECT_EQ(std::string(store.state("Python/Output String")->stringValue.utf8()), "hello");
+    EXPECT_EQ(store.state("Python/Nothing"), nullptr);
+}
+
+TEST(HostStrSupportTest, NarrowsToUtf8AndLowersAsciiAndLatin1)
+{
+    HostStrSupport support;
+    EXPECT_STREQ(support.toNarrow(u"abc").chars(), "abc");
+    EXPECT_STREQ(support.toNarrow(u"\u00e9\u20ac\U0001F600").chars(), "\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80");
+    const char16_t lone[] = {u'a', 0xd800, u'b', 0};
+    EXPECT_STREQ(support.toNarrow(lone).chars(), "a\xef\xbf\xbd" "b");
+    EXPECT_EQ(support.toNarrow(nullptr).chars(), nullptr);
+
+    char16_t text[] = u"ABCxyz\u00c0\u00d7\u00de\u00df\u0100[";
+    support.lowerInPlace(text);
+    EXPECT_EQ(std::u16string(text), u"abcxyz\u00e0\u00d7\u00fe\u00df\u0100[");
+    support.lowerInPlace(nullptr);
+}
+
+TEST(HostMemoryTest, TheManagerGivesBackItsCachedPagesOnlyOnce)
+{
+    HostMemoryManager manager(10, 3);
+    EXPECT_EQ(manager.coreLimit(), 10);
+    EXPECT_EQ(manager.coreNow(), 3);
+    EXPECT_TRUE(manager.releasePage());
+    EXPECT_TRUE(manager.releasePage());
+    EXPECT_TRUE(manager.releasePage());
+    EXPECT_FALSE(manager.releasePage());
+    EXPECT_EQ(manager.coreNow(), 0);
+    EXPECT_EQ(manager.releaseCalls(), 4);
+
+    HostMemChecker checker;
+    long long freePhysical = -1, totalPhysical = -1, freeSwap = -1, totalSwap = -1;
+    EXPECT_EQ(checker.getMemoryStatus(&freePhysical, &totalPhysical, &freeSwap, &totalSwap, 1024), 0);
+    EXPECT_GT(totalPhysical, 0);
+    EXPECT_LE(freePhysical, totalPhysical);
+    EXPECT_LE(freeSwap, totalSwap);
+    EXPECT_EQ(checker.getMemoryStatus(&freePhysical, &totalPhysical, &freeSwap, &totalSwap, 0), -1);
+}
+
+TEST(HostReportingTest, AssertionsAreReportedAndTheCodeGoesOn)
+{
+    KelHostOptions options;
+    options.component = kelComponentPath();
+    KelHost host(options);
+    std::ostringstream out;
+    host.assertHandler().setStream(&out);
+    qtxAssertFailed("start >= 0", ".\\qtxcstring", 42);
+    EXPECT_EQ(out.str(), "assertion failed: start >= 0 in .\\qtxcstring, line 42\n");
+    ASSERT_EQ(host.assertHandler().failures().size(), 1u);
+    EXPECT_EQ(host.assertHandler().failures()[0].line, 42);
+
+    std::ostringstream errorOut;
+    host.errors().setStream(&errorOut);
+    SPtr<IKelErrorService> errors;
+    ASSERT_TRUE(errors);
+    int level = 3;
+    errors->reportError(KelWideString("disk \xe9"), &level, KelCString("ctx"));
+    EXPECT_EQ(errorOut.str(), "error: disk \xc3\xa9\n");
+    EXPECT_EQ(host.errors().reports()[0].level, 3);
+    EXPECT_EQ(host.errors().reports()[0].context, "ctx");
+}
+
+TEST(KelHostTest, StartsTheComponentAndGivesItTheHostsServices)
+{
+    TempDir macros;
+    KelHostOptions options;
+    options.component = kelComponentPath();
+    options.macrosDir = macros.path();
+    options.settings["Memory/UseErrorService"] = "1";
+    KelHost host(options);
+    EXPECT_EQ(host.directories().directory("macros"), macros.path());
+    EXPECT_EQ(host.directories().directory("exe"), host.componentPath().substr(0, host.componentPath().rfind('/')));
+    EXPECT_EQ(host.dataStore().getBool("Memory/UseErrorService", 0), 1);
+    ASSERT_TRUE(host.start()) << host.error();
+    EXPECT_EQ(host.version(), 100u);
+    EXPECT_EQ(host.dataStore().stateOrder(),
+              (std::vector<std::string>{"Python/Output String", "Python/Error String", "Python/Redirect Output"}));
+    // The component holds the host's first reference on itself.
+    EXPECT_EQ(host.component()->refCount(), 1u);
+    uint32_t kind = 9;
+    EXPECT_EQ(host.createClass(kelComponentId(), &kind), nullptr);
+    EXPECT_EQ(kind, 0u);
+    // The pool that modules move their strings to.
+    void* published = nullptr;
+    host.provider().lookupService(KelCString("IBucketMemoryPool", kelBorrow), &published);
+    EXPECT_EQ(published, static_cast<IBucketMemoryPool*>(&host.pool()));
+
+    host.componentTranslator().addText("Disk full", "Platte voll: %1");
+    KelWideString argument("C");
+    KelWideString translated = host.componentTranslator().translate("Disk full", &argument);
+    EXPECT_EQ(std::string(translated.utf8()), "Platte voll: C");
+    EXPECT_EQ(host.translators().translatorFor(kelComponentId()),
+              static_cast<IKelTranslator*>(&host.componentTranslator()));
+}
+
+TEST(KelHostTest, AMissingComponentNamesThePathAndTheReason)
+{
+    KelHostOptions options;
+    options.component = "/nonexistent/python.so";
+    KelHost host(options);
+    EXPECT_FALSE(host.start());
+    EXPECT_EQ(host.error().rfind("cannot load component '/nonexistent/python.so': ", 0), 0u) << host.error();
+    EXPECT_EQ(host.component(), nullptr);
+}
+}  // namespace

@@ -1,0 +1,61 @@
+// kelhost info and the start-up failures of the program, as a real process.
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include "tests/host/kelhostrun.h"
+#include "tests/support/testprovider.h"
+
+namespace {
+TEST(KelhostInfoTest, PrintsTheComponentAndItsClasses)
+{
+    KelhostRun run = runKelhost("info --component " + shellQuote(kelComponentPath()));
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(run.out,
+              "component: PythonComponent\n"
+              "identity: {2a761cd5-50f8-49bb-a60f-81a2ca2a588d}\n"
+              "build stamp: 2011-10-27 13:41\n"
+              "version: 100\n"
+              "classes: 2\n"
+              "  {0c8d687a-226f-4ce2-8baf-a308387f6410} PythonInitializer\n"
+              "  {db53bee4-0d33-44b9-b562-b45106230ba0} ScriptInterpreterPython\n");
+    EXPECT_EQ(run.err, "");
+    // Without --component the python.so beside the program is loaded.
+    KelhostRun byDefault = runKelhost("info");
+    EXPECT_EQ(byDefault.status, 0) << byDefault.err;
+    EXPECT_EQ(byDefault.out, run.out);
+}
+
+TEST(KelhostInfoTest, AMissingOrBrokenComponentIsOneLineAndStatusTwo)
+{
+    TempDir dir;
+    std::string missing = dir.file("absent.so");
+    KelhostRun run = runKelhost("info --component " + shellQuote(missing));
+    EXPECT_EQ(run.status, 2);
+    EXPECT_EQ(run.out, "");
+    EXPECT_EQ(run.err.rfind("kelhost: cannot load component '" + missing + "': ", 0), 0u) << run.err;
+    EXPECT_NE(run.err.find("No such file"), std::string::npos) << run.err;
+    EXPECT_EQ(run.err.find('\n'), run.err.size() - 1);
+
+    std::string broken = dir.file("broken.so");
+    std::ofstream(broken) << "not a library";
+    run = runKelhost("info --component " + shellQuote(broken));
+    EXPECT_EQ(run.status, 2);
+    EXPECT_EQ(run.err.rfind("kelhost: cannot load component '" + broken + "': ", 0), 0u) << run.err;
+    EXPECT_EQ(run.err.find('\n'), run.err.size() - 1);
+}
+
+TEST(KelhostInfoTest, UsageErrorsGiveStatusTwoAndHelpGivesZero)
+{
+    KelhostRun none = runKelhost("");
+    EXPECT_EQ(none.status, 2);
+    EXPECT_NE(none.err.find("A subcommand is required"), std::string::npos) << none.err;
+    KelhostRun unknown = runKelhost("info --no-such-option");
+    EXPECT_EQ(unknown.status, 2);
+    EXPECT_NE(unknown.err.find("--no-such-option"), std::string::npos) << unknown.err;
+    KelhostRun help = runKelhost("--help");
+    EXPECT_EQ(help.status, 0);
+    EXPECT_NE(help.out.find("info"), std::string::npos);
+    EXPECT_NE(help.out.find("--component"), std::string::npos);
+}
+}  // namespace

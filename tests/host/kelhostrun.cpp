@@ -1,0 +1,56 @@
+#include "tests/host/kelhostrun.h"
+
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+
+#include "tests/support/testprovider.h"
+
+namespace {
+std::string readFile(const std::string& path)
+{
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+}  // namespace
+
+const char* kelhostPath()
+{
+    return KELHOST_PATH;
+}
+
+const char* kelComponentPath()
+{
+    return KEL_COMPONENT_PATH;
+}
+
+std::string shellQuote(const std::string& text)
+{
+    std::string quoted = "'";
+    for (char c : text) {
+        if (c == '\'')
+            quoted += "'\\''";
+        else
+            quoted += c;
+    }
+    return quoted + "'";
+}
+
+KelhostRun runKelhost(const std::string& arguments, const std::string& input)
+{
+    TempDir dir;
+    std::ofstream(dir.file("in"), std::ios::binary) << input;
+    std::string command = shellQuote(kelhostPath()) + " " + arguments + " <" + shellQuote(dir.file("in")) + " >" +
+                          shellQuote(dir.file("out")) + " 2>" + shellQuote(dir.file("err"));
+    int status = std::system(command.c_str());
+    KelhostRun run;
+    // The shell's wait status: the exit code in the second byte when the low
+    // seven bits (the terminating signal) are zero.
+    if (status != -1 && (status & 0x7f) == 0)
+        run.status = (status >> 8) & 0xff;
+    run.out = readFile(dir.file("out"));
+    run.err = readFile(dir.file("err"));
+    return run;
+}

@@ -1,0 +1,21 @@
+// Runs the kelhost program as a real process for end-to-end tests.
+#pragma once
+
+#include <string>
+
+struct KelhostRun {
+    int status = -1;  // the exit status; -1 when the program did not exit normally
+    std::string out;  // standard output
+    std::string err;  // standard error
+};
+
+// Runs kelhost with `arguments` (a shell command line fragment, quoted by the
+// caller) and `input` on its standard input.
+KelhostRun runKelhost(const std::string& arguments, const std::string& input = "");
+
+// The built kelhost and python.so.
+const char* kelhostPath();
+const char* kelComponentPath();
+
+// Single-quotes `text` for the shell.
+std::string shellQuote(const std::string& text);
