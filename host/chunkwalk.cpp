@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <iomanip>
 #include <ostream>
 #include <vector>
 
@@ -93,7 +94,7 @@ void Walker::openChunk(int64_t start)
     uint32_t id = static_cast<uint32_t>(reader_.chunkId());
     uint64_t length = static_cast<uint64_t>(reader_.bytesLeft() + (in_.tell() - start));
     int indent = std::min(reader_.depth() - 1, maxIndent);
-    out_ << hex(static_cast<uint64_t>(start), 10) << "  " << std::string(2 * indent, ' ') << hex(id, 6) << " v"
+    out_ << std::setw(10) << start << "  " << std::string(2 * indent, ' ') << hex(id, 6) << " v"
          << reader_.chunkVersion() << " len " << length;
     bool nested = false;
     Context context = Context::Chunks;

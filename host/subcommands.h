@@ -22,8 +22,12 @@ void addInfoCommands(CLI::App& app, KelHostOptions& options);
 // kelhost run, exec, console: Python through the component.
 void addScriptCommands(CLI::App& app, KelHostOptions& options);
 
+// kelhost chunks, params: the chunk tree and the parameters of a file.
+void addChunkCommands(CLI::App& app, KelHostOptions& options);
+
 inline void kelAddSubcommands(CLI::App& app, KelHostOptions& options)
 {
     addInfoCommands(app, options);
+    addChunkCommands(app, options);
     addScriptCommands(app, options);
 }
