@@ -1,0 +1,204 @@
+// kelhost run, exec and console as a real process: exit statuses, what the
+// user sees of failures, scripts that try to end the process, command calls,
+// characters beyond U+FFFF, an awkward "macros" directory, record and replay.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "tests/host/kelhostrun.h"
+#include "tests/support/testprovider.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class KelhostRunTest : public ::testing::Test {
+protected:
+    TempDir dir;
+
+    std::string script(const std::string& name, const std::string& text)
+    {
+        std::ofstream(dir.file(name), std::ios::binary) << text;
+        return dir.file(name);
+    }
+    // kelhost with its macros directory in the test's own folder.
+    KelhostRun kelhost(const std::string& arguments, const std::string& input = "")
+    {
+        return runKelhost("--macros " + shellQuote(dir.path()) + " " + arguments, input);
+    }
+    std::string errorFile() const { return dir.file("python_script_errors.log"); }
+};
+
+TEST_F(KelhostRunTest, StatusZeroOneAndTwo)
+{
+    KelhostRun ok = kelhost("run " + shellQuote(script("ok.py", "import sys\nprint('args', sys.argv[1:])\n")) +
+                            " one 'two words'");
+    EXPECT_EQ(ok.status, 0) << ok.err;
+    EXPECT_EQ(ok.out, "args ['one', 'two words']\n");
+    EXPECT_EQ(ok.err, "");
+
+    KelhostRun failed = kelhost("exec 'print(\"before\")\nraise KeyError(7)'");
+    EXPECT_EQ(failed.status, 1);
+    EXPECT_EQ(failed.out, "before\n");
+    EXPECT_EQ(failed.err,
+              "Python interpreter error:\nTraceback (most recent call last):\n"
+              "  File \"<string>\", line 2, in <module>\nKeyError: 7\n\n");
+
+    std::string missing = dir.file("no such.py");
+    KelhostRun absent = kelhost("run " + shellQuote(missing));
+    EXPECT_EQ(absent.status, 2);
+    EXPECT_EQ(absent.err, "kelhost: script file not found: " + missing + "\n");
+
+    KelhostRun usage = kelhost("run");
+    EXPECT_EQ(usage.status, 2);
+    EXPECT_NE(usage.err.find("file is required"), std::string::npos) << usage.err;
+    EXPECT_FALSE(fs::exists(errorFile()));
+}
+
+TEST_F(KelhostRunTest, SyntaxErrorsAndExitsEndOnlyTheScript)
+{
+    KelhostRun syntax = kelhost("run " + shellQuote(script("syntax.py", "print('x'\n")));
+    EXPECT_EQ(syntax.status, 1);
+    EXPECT_EQ(syntax.out, "");
+    EXPECT_NE(syntax.err.find("SyntaxError: '(' was never closed"), std::string::npos) << syntax.err;
+
+    const char* enders[] = {"sys.exit(0)", "exit()", "quit(5)", "raise SystemExit(3)"};
+    const char* shown[] = {"Exception: Script exited.\n\n", "SystemExit: None\n\n", "SystemExit: 5\n\n",
+                           "SystemExit: 3\n\n"};
+    for (size_t i = 0; i < std::size(enders); ++i) {
+        std::string text = std::string("import sys\nprint('start')\n") + enders[i] + "\nprint('after')\n";
+        KelhostRun run = kelhost("run " + shellQuote(script("exit.py", text)));
+        EXPECT_EQ(run.status, 1) << enders[i];
+        EXPECT_EQ(run.out, "start\n") << enders[i];
+        ASSERT_GE(run.err.size(), std::string(shown[i]).size()) << enders[i];
+        EXPECT_EQ(run.err.substr(run.err.size() - std::string(shown[i]).size()), shown[i]) << run.err;
+        EXPECT_EQ(run.err.rfind("Python interpreter error:\n", 0), 0u) << run.err;
+    }
+    EXPECT_FALSE(fs::exists(errorFile()));
+}
+
+TEST_F(KelhostRunTest, CommandsByPositionAndByKeyword)
+{
+    std::string text =
+        "print(kel.add(2, 3), kel.concat('a', 'b'), kel.echo([1, [2.5, 'x'], True]))\n"
+        "print(kel.echo(value='kw'))\n"
+        "try:\n"
+        "    kel.echo(None)\n"
+        "except TypeError as e:\n"
+        "    print('caught', e)\n"
+        "print(kel.fail())\n";
+    KelhostRun run = kelhost("run " + shellQuote(script("calls.py", text)));
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(run.out, "5 ab [1, [2.5, 'x'], 1]\nkw\ncaught wrong type of argument 1 for echo()\nNone\n");
+    EXPECT_EQ(run.err,
+              "Python interpreter error:\nwrong type of argument 1 for echo()\n"
+              "Python interpreter error:\nError executing command fail\n");
+}
+
+TEST_F(KelhostRunTest, CharactersBeyondTheBasicPlaneRoundTrip)
+{
+    // U+1F600 and U+10348 through echo, as text and inside a list, in both
+    // modes; the script file itself is UTF-8.
+    std::string text =
+        "s = '\xf0\x9f\x98\x80 \xf0\x90\x8d\x88 \xc3\xa9'\n"
+        "r = kel.echo(s)\n"
+        "print(r == s, len(r), r, kel.echo([s])[0] == s)\n";
+    std::string path = script("wide.py", text);
+    KelhostRun file = kelhost("run " + shellQuote(path));
+    EXPECT_EQ(file.status, 0) << file.err;
+    EXPECT_EQ(file.out, "True 5 \xf0\x9f\x98\x80 \xf0\x90\x8d\x88 \xc3\xa9 True\n");
+    KelhostRun console = kelhost("run --console " + shellQuote(path));
+    EXPECT_EQ(console.status, 0) << console.err;
+    EXPECT_EQ(console.out, file.out);
+    KelhostRun exec = kelhost("exec " + shellQuote("print(kel.echo('\xf0\x9f\x98\x80'))"));
+    EXPECT_EQ(exec.out, "\xf0\x9f\x98\x80\n");
+}
+
+TEST_F(KelhostRunTest, AMacrosDirectoryWithQuotesSpacesAndLetters)
+{
+    std::string macros = dir.file("it's \"my\" m\xc3\xa4kros \xe6\x97\xa5");
+    fs::create_directory(macros);
+    KelhostRun run = runKelhost("--macros " + shellQuote(macros) + " exec " +
+                                shellQuote("import os\nprint(os.path.dirname(errFileName))\n1/0"));
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.out, macros + "\n");
+    EXPECT_NE(run.err.find("ZeroDivisionError: division by zero\n"), std::string::npos) << run.err;
+    EXPECT_EQ(run.err.find("FileNotFoundError"), std::string::npos) << run.err;
+    EXPECT_TRUE(fs::is_empty(macros));
+}
+
+TEST_F(KelhostRunTest, ConsoleModeShowsOutputAndErrorsLive)
+{
+    KelhostRun run = kelhost("exec --console " + shellQuote("print('out')\nimport sys\nsys.stderr.write('err\\n')\n1/0"));
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.out, "out\n");
+    EXPECT_EQ(run.err.rfind("err\nTraceback (most recent call last):\n", 0), 0u) << run.err;
+    EXPECT_EQ(run.err.find("Python interpreter error"), std::string::npos) << run.err;
+}
+
+TEST_F(KelhostRunTest, RecordThenReplay)
+{
+    std::string original =
+        "kel.echo('h\xc3\xa9llo \xf0\x9f\x98\x80')\n"
+        "for i in range(2):\n"
+        "    kel.add(i, 2.5)\n"
+        "kel.listOf(True, [1, 'x'])\n";
+    std::string recorded = dir.file("recorded.py");
+    KelhostRun record = kelhost("run --record " + shellQuote(recorded) + " " + shellQuote(script("orig.py", original)));
+    EXPECT_EQ(record.status, 0) << record.err;
+    std::ifstream in(recorded, std::ios::binary);
+    std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    EXPECT_EQ(text,
+              "# -*- coding: utf-8 -*-\n"
+              "kel.echo(u'h\xc3\xa9llo \xf0\x9f\x98\x80')\n"
+              "kel.add(0, 2.5)\n"
+              "kel.add(1, 2.5)\n"
+              "kel.listOf(True, [1, 'x'])\n");
+    // Replaying the recording executes the same commands again.
+    std::string again = dir.file("again.py");
+    KelhostRun replay = kelhost("run --record " + shellQuote(again) + " " + shellQuote(recorded));
+    EXPECT_EQ(replay.status, 0) << replay.err;
+    std::ifstream in2(again, std::ios::binary);
+    std::string text2((std::istreambuf_iterator<char>(in2)), std::istreambuf_iterator<char>());
+    EXPECT_EQ(text2, text);
+}
+
+TEST_F(KelhostRunTest, TheInteractiveConsoleRunsEachStatement)
+{
+    KelhostRun run = kelhost("console", "x = 2\nif x:\n    print('block', x)\n\nprint(kel.add(x, 1))\n1/0\nprint('still here')\n");
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_NE(run.out.find("block 2\n"), std::string::npos) << run.out;
+    EXPECT_NE(run.out.find("3\n"), std::string::npos) << run.out;
+    EXPECT_NE(run.out.find("still here\n"), std::string::npos) << run.out;
+    EXPECT_NE(run.err.find("ZeroDivisionError"), std::string::npos) << run.err;
+}
+
+}  // namespace
+
+#include "host/scriptrunner.h"
+
+namespace {
+
+TEST(ScriptConsoleTest, ContinuationLinesForBlocksBracketsAndStrings)
+{
+    // Complete statements.
+    EXPECT_FALSE(scriptNeedsMoreLines("x = 1\n"));
+    EXPECT_FALSE(scriptNeedsMoreLines("d = {'a': 1}\n"));
+    EXPECT_FALSE(scriptNeedsMoreLines("s = 'a:' # ends in ':'\n"));
+    EXPECT_FALSE(scriptNeedsMoreLines("f(1,\n  2)\n"));
+    EXPECT_FALSE(scriptNeedsMoreLines("if x:\n    y()\n\n"));
+    EXPECT_FALSE(scriptNeedsMoreLines("t = '''a\nb'''\n"));
+    EXPECT_FALSE(scriptNeedsMoreLines("s = ')' + \"(\"\n"));
+    // A block runs until an empty line.
+    EXPECT_TRUE(scriptNeedsMoreLines("if x:\n"));
+    EXPECT_TRUE(scriptNeedsMoreLines("for i in r:  # loop\n"));
+    EXPECT_TRUE(scriptNeedsMoreLines("def f():\n    return 1\n"));
+    // Open brackets, strings and explicit continuations.
+    EXPECT_TRUE(scriptNeedsMoreLines("f(1,\n"));
+    EXPECT_TRUE(scriptNeedsMoreLines("x = [\n  1, (2,\n"));
+    EXPECT_TRUE(scriptNeedsMoreLines("t = '''a\n"));
+    EXPECT_TRUE(scriptNeedsMoreLines("x = 1 + \\\n"));
+}
+
+}  // namespace
