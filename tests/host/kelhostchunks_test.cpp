@@ -1,0 +1,202 @@
+// kelhost chunks and params as a real process, on documents that scripts
+// wrote through the parameter commands and on files damaged by hand.
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <iterator>
+#include <vector>
+
+#include "tests/host/kelhostrun.h"
+#include "tests/support/testprovider.h"
+
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+
+class KelhostChunksTest : public ::testing::Test {
+protected:
+    TempDir dir;
+
+    std::string write(const std::string& name, const std::string& text)
+    {
+        std::ofstream(dir.file(name), std::ios::binary) << text;
+        return dir.file(name);
+    }
+    std::string writeBytes(const std::string& name, const Bytes& bytes)
+    {
+        return write(name, std::string(bytes.begin(), bytes.end()));
+    }
+    Bytes read(const std::string& path)
+    {
+        std::ifstream in(path, std::ios::binary);
+        return Bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    }
+    KelhostRun kelhost(const std::string& arguments)
+    {
+        return runKelhost("--macros " + shellQuote(dir.path()) + " " + arguments);
+    }
+    // A document with one KelIDsPar "list" and one KelIDPar "one".
+    std::string savedDocument(const std::string& name, int wide)
+    {
+        std::string path = dir.file(name);
+        std::string script = write("save.py",
+                                   "import kel\n"
+                                   "kel.setIdentity('one', 'F79633B9-A026-451C-B89F-2FF917DCD0A0')\n"
+                                   "kel.setIdentities('list', ['3c8e0311-593b-4162-85b5-91b98c7a7304',\n"
+                                   "                           '{00000000-0000-0000-0000-0000000000ff}'])\n"
+                                   "print(kel.saveDocument(" + std::string("'") + path + "', " +
+                                       std::to_string(wide) + "))\n");
+        KelhostRun saved = kelhost("run " + shellQuote(script));
+        EXPECT_EQ(saved.status, 0) << saved.err;
+        EXPECT_EQ(saved.out, "2\n");
+        return path;
+    }
+};
+
+const char documentTree[] =
+    "         0  515458 v0 len 252  root, 4-byte lengths\n"
+    "         8    454e54 v0 len 137  document entry\n"
+    "        16      010003 v0 len 12  string \"list\"\n"
+    "        28      504152 v2 len 117  parameter\n"
+    "        36        000000 v0 len 25  name\n"
+    "        44          010003 v0 len 17  string \"KelIDsPar\"\n"
+    "        61        000080 v0 len 24  type 3c8e0311-593b-4162-85b5-91b98c7a7304\n"
+    "        85        000101 v0 len 60  values, count 2\n"
+    "        97          010008 v0 len 24  identity 3c8e0311-593b-4162-85b5-91b98c7a7304\n"
+    "       121          010008 v0 len 24  identity 00000000-0000-0000-0000-0000000000ff\n"
+    "       145    454e54 v0 len 107  document entry\n"
+    "       153      010003 v0 len 11  string \"one\"\n"
+    "       164      504152 v2 len 88  parameter\n"
+    "       172        000000 v0 len 24  name\n"
+    "       180          010003 v0 len 16  string \"KelIDPar\"\n"
+    "       196        000080 v0 len 24  type f79633b9-a026-451c-b89f-2ff917dcd0a0\n"
+    "       220        000100 v0 len 32  value\n"
+    "       228          010008 v0 len 24  identity f79633b9-a026-451c-b89f-2ff917dcd0a0\n"
+    "18 chunks\n";
+
+}  // namespace
+
+TEST_F(KelhostChunksTest, ShowsTheTreeAndParametersOfAScriptsDocument)
+{
+    std::string narrow = savedDocument("narrow.bin", 0);
+    KelhostRun tree = kelhost("chunks " + shellQuote(narrow));
+    EXPECT_EQ(tree.status, 0) << tree.err;
+    EXPECT_EQ(tree.out, documentTree);
+    EXPECT_EQ(tree.err, "");
+
+    KelhostRun params = kelhost("params " + shellQuote(narrow));
+    EXPECT_EQ(params.status, 0) << params.err;
+    EXPECT_EQ(params.out,
+              "28  KelIDsPar  2 identities\n"
+              "    3c8e0311-593b-4162-85b5-91b98c7a7304\n"
+              "    00000000-0000-0000-0000-0000000000ff\n"
+              "164  KelIDPar  f79633b9-a026-451c-b89f-2ff917dcd0a0\n"
+              "2 parameters\n");
+
+    std::string wide = savedDocument("wide.bin", 1);
+    EXPECT_EQ(read(wide).size(), 252u + 18 * 4);  // every head grows by 4 bytes
+    KelhostRun wideTree = kelhost("chunks " + shellQuote(wide));
+    EXPECT_EQ(wideTree.status, 0) << wideTree.err;
+    EXPECT_EQ(wideTree.out.substr(0, wideTree.out.find('\n') + 1), "         0  515458 v1 len 324  root, 8-byte lengths\n");
+
+    // the document loads back in a later run, replacing what the script set
+    std::string load = write("load.py",
+                             "import kel\n"
+                             "kel.setIdentity('one', '00000000-0000-0000-0000-000000000001')\n"
+                             "print(kel.loadDocument('" + wide + "'))\n"
+                             "print(kel.getIdentity('one'))\n"
+                             "print(kel.getIdentities('list'))\n");
+    KelhostRun loaded = kelhost("run " + shellQuote(load));
+    EXPECT_EQ(loaded.status, 0) << loaded.err;
+    EXPECT_EQ(loaded.out,
+              "2\nf79633b9-a026-451c-b89f-2ff917dcd0a0\n"
+              "['3c8e0311-593b-4162-85b5-91b98c7a7304', '00000000-0000-0000-0000-0000000000ff']\n");
+}
+
+TEST_F(KelhostChunksTest, ReportsDamageWithItsOffsetAndStatusOne)
+{
+    Bytes document = read(savedDocument("doc.bin", 0));
+    struct Case {
+        const char* what;
+        Bytes bytes;
+        std::string damage;
+    };
+    Bytes cut(document.begin(), document.begin() + 100);
+    Bytes inner = document;
+    inner[172 + 7] = 3;  // the name sub-chunk of "one" claims 3 bytes
+    Bytes tail = document;
+    tail.insert(tail.end(), {1, 2, 3});
+    for (const Case& c : {Case{"cut", cut, "damaged chunk at offset 0: chunk 515458: length 252 reaches past the end "
+                                           "of the stream (100 bytes left)"},
+                          Case{"inner", inner, "damaged chunk at offset 172: chunk 000000: length 3 is shorter than "
+                                               "its head"},
+                          Case{"tail", tail, "damaged chunk at offset 252: the stream ends inside its head"}}) {
+        std::string path = writeBytes(std::string(c.what) + ".bin", c.bytes);
+        KelhostRun run = kelhost("chunks " + shellQuote(path));
+        EXPECT_EQ(run.status, 1) << c.what;
+        EXPECT_NE(run.out.find(c.damage + "\n"), std::string::npos) << c.what << ":\n" << run.out;
+        EXPECT_EQ(run.err, "kelhost: " + path + ": " + c.damage + "\n") << c.what;
+    }
+    KelhostRun params = kelhost("params " + shellQuote(dir.file("inner.bin")));
+    EXPECT_EQ(params.status, 1);
+    EXPECT_NE(params.out.find("164  parameter does not load: it has no class name\n2 parameters\n"),
+              std::string::npos)
+        << params.out;
+    Bytes newer = document;
+    newer[164 + 3] = 5;  // a parameter version this component does not read
+    KelhostRun refused = kelhost("params " + shellQuote(writeBytes("newer.bin", newer)));
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_NE(refused.out.find("28  KelIDsPar  2 identities\n"), std::string::npos) << refused.out;
+    EXPECT_NE(refused.out.find("164  parameter does not load: the KelIDPar does not load\n"), std::string::npos)
+        << refused.out;
+
+    KelhostRun missing = kelhost("chunks " + shellQuote(dir.file("absent.bin")));
+    EXPECT_EQ(missing.status, 2);
+    EXPECT_EQ(missing.err, "kelhost: cannot open '" + dir.file("absent.bin") + "'\n");
+}
+
+TEST_F(KelhostChunksTest, UnknownChunksShowAsChunksOrData)
+{
+    // 0x123456 holds two whole chunks; 0x654321 holds 5 raw bytes; then a
+    // string with bytes that need escaping, all with 8-byte lengths and no root
+    Bytes bytes = {0x12, 0x34, 0x56, 0x01, 0, 0, 0, 0, 0, 0, 0, 36,                  // 12 + 24
+                   0x00, 0x00, 0x07, 0x00, 0, 0, 0, 0, 0, 0, 0, 12,                  // empty
+                   0x65, 0x43, 0x21, 0x00, 0, 0, 0, 0, 0, 0, 0, 12,                  // empty
+                   0x65, 0x43, 0x21, 0x02, 0, 0, 0, 0, 0, 0, 0, 17, 1, 2, 3, 4, 5,   // data
+                   0x01, 0x00, 0x03, 0x00, 0, 0, 0, 0, 0, 0, 0, 16, 'a', '"', 0x0a, 'z'};
+    std::string path = writeBytes("unknown.bin", bytes);
+    KelhostRun run = kelhost("chunks --width 64 " + shellQuote(path));
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(run.out,
+              "         0  123456 v1 len 36\n"
+              "        12    000007 v0 len 12\n"
+              "        24    654321 v0 len 12\n"
+              "        36  654321 v2 len 17  5 bytes of data\n"
+              "        53  010003 v0 len 16  string \"a\\\"\\x0az\"\n"
+              "5 chunks\n");
+
+    KelhostRun narrow = kelhost("chunks " + shellQuote(path));  // read with 4-byte lengths
+    EXPECT_EQ(narrow.status, 1);
+    EXPECT_NE(narrow.out.find("damaged chunk at offset 0: chunk 123456: length 0 is shorter than its head"),
+              std::string::npos)
+        << narrow.out;
+}
+
+TEST_F(KelhostChunksTest, ParameterCommandsRefuseWhatTheyCannotDo)
+{
+    std::string script = write("bad.py",
+                               "import kel\n"
+                               "print(kel.setIdentity('x', 'f79633b9-a026-451c-b89f'))\n"
+                               "print(kel.setIdentities('x', ['f79633b9-a026-451c-b89f-2ff917dcd0a0', 5]))\n"
+                               "print(kel.getIdentity('nothing'))\n"
+                               "print(kel.loadDocument('" + dir.file("absent.bin") + "'))\n"
+                               "kel.setIdentities('x', [])\n"
+                               "print(kel.getIdentity('x'), kel.getIdentities('x'), kel.parameterNames())\n"
+                               "print(len(set(kel.newIdentity() for i in range(100))))\n");
+    KelhostRun run = kelhost("run " + shellQuote(script));
+    EXPECT_EQ(run.out, "None\nNone\nNone\nNone\nNone [] ['x']\n100\n");
+    for (const char* text : {"Error executing command setIdentity", "Error executing command setIdentities",
+                             "Error executing command getIdentity", "Error executing command loadDocument"})
+        EXPECT_NE(run.err.find(text), std::string::npos) << text << "\n" << run.err;
+    EXPECT_NE(run.err.find("cannot open '" + dir.file("absent.bin") + "'"), std::string::npos) << run.err;
+}
