@@ -114,6 +114,8 @@ TEST(BucketMemoryPool, FreedBlocksComeBackLastFreedFirstWithTheirContents)
     EXPECT_EQ(pool.buckets.data[1]->size, 18);
     for (int i = 8; i >= 0; --i)
         EXPECT_EQ(pool.allocate(7, &got), blocks[i]) << i;
+    for (void* each : blocks)
+        pool.deallocate(8, &each);
 
     // The largest class lies beyond the first buckets array.
     void* large = pool.allocate(262144, &got);
@@ -183,9 +185,10 @@ TEST(BucketMemoryPool, SwitchedOffServesPlainBlocksAndKeepsItsStacks)
 
     EXPECT_TRUE(pool.setEnabled(true));
     EXPECT_EQ(pool.poolLimit, 262144);
-    pool.allocate(37, &got);
+    pooled = pool.allocate(37, &got);
     EXPECT_EQ(got, 40);
     EXPECT_EQ(pool.buckets.data[9]->count, 0);
+    pool.deallocate(got, &pooled);
 }
 
 TEST(BucketMemoryPool, AnswersToItsNames)

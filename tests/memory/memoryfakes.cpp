@@ -84,7 +84,6 @@ FakeManager& processManager()
     static FakeManager* manager = [] {
         auto* made = new FakeManager;
         TestServiceProvider provider;
-        provider.allowDestroy = false;
         provider.add("IKelMManager", made);
         EXPECT_EQ(qtxMemoryManager(), made) << "an earlier test let the process settle on another manager";
         return made;
@@ -99,7 +98,6 @@ FakeMemChecker& processMemChecker()
     static FakeMemChecker* checker = [] {
         auto* made = new FakeMemChecker;
         TestServiceProvider provider;
-        provider.allowDestroy = false;
         provider.add("IMemChecker", made);
         long long figures[4];
         qtxMemoryStatus(&figures[0], &figures[1], &figures[2], &figures[3], 1024);
@@ -111,7 +109,6 @@ FakeMemChecker& processMemChecker()
 
 MemoryHost::MemoryHost(const std::string& directory)
 {
-    provider.allowDestroy = false;
     store.setString("Directories/Logs Directory", directory);
     store.setString("Directories/Temp Directory", directory);
     provider.add("IDataStore", &store);

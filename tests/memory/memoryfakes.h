@@ -20,10 +20,13 @@
 #include "text/kelwidestring.h"
 #include "text/qtxcstring.h"
 
-// A service that answers to its interface's name and to "IKelUnknown".
+// A service that answers to its interface's name and to "IKelUnknown". The
+// test owns it: the count starts at 1, so the code's references never bring
+// it to 0.
 template <class I>
 class FakeService : public I {
 public:
+    FakeService() { this->count = 1; }
     void queryInterface(const char* name, void* out, bool) override
     {
         void** result = static_cast<void**>(out);

@@ -101,7 +101,6 @@ TEST_F(MemoryReport, StatusComesFromAnActiveCheckerElseFromThePlatform)
 TEST(OutOfMemoryMessage, ShowsTheMessageOnlyForCodesFromMinusFiveToMinusOne)
 {
     TestServiceProvider provider;
-    provider.allowDestroy = false;
     FakeRenderer renderer;
     provider.add("IGfxRenderer", &renderer);
     for (int code : {0, 1, -6}) {
@@ -121,7 +120,6 @@ TEST(OutOfMemoryMessage, ShowsTheMessageOnlyForCodesFromMinusFiveToMinusOne)
 TEST(OutOfMemoryMessage, GoesToTheErrorServiceWhenTheSettingAsks)
 {
     TestServiceProvider provider;
-    provider.allowDestroy = false;
     FakeDataStore store;
     store.bools["Memory/UseErrorService"] = 1;
     provider.add("IDataStore", &store);

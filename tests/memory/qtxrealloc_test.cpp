@@ -112,7 +112,6 @@ public:
 TEST(QtxRealloc, BoundsTheWrongWayRoundAssertAndGoOn)
 {
     TestServiceProvider provider;
-    provider.allowDestroy = false;
     RecordingAssertHandler handler;
     provider.add("IKelAssertHandlerCB", &handler);
     ScriptedSyscalls heap;
