@@ -1,6 +1,7 @@
 // Starting Python and running texts and files in __main__.
 #include "script/pythonrun.h"
 
+#include <unordered_map>
 #include <vector>
 
 #include "platform/platform.h"
@@ -109,6 +110,30 @@ int kelPythonRunText(const char* text)
         return -1;
     }
     PyRef result = PyRef::steal(PyRun_StringFlags(text, Py_file_input, globals, globals, nullptr));  // new reference
+    if (result)
+        return 0;
+    printPendingError();
+    return -1;
+}
+
+int kelPythonRunOwnText(const std::string& text)
+{
+    // Paths change seldom and the fixed texts never, so the cache stays
+    // small; it is emptied when a host keeps changing its directories.
+    static auto* cache = new std::unordered_map<std::string, PyRef>();
+    auto found = cache->find(text);
+    if (found == cache->end()) {
+        PyRef code = PyRef::steal(Py_CompileStringExFlags(text.c_str(), "<string>", Py_file_input, nullptr, -1));  // new reference
+        if (!code) {
+            printPendingError();
+            return -1;
+        }
+        if (cache->size() >= 64)
+            cache->clear();
+        found = cache->emplace(text, std::move(code)).first;
+    }
+    PyObject* globals = mainDict();  // borrowed
+    PyRef result = globals ? PyRef::steal(PyEval_EvalCode(found->second.get(), globals, globals)) : PyRef();  // new reference
     if (result)
         return 0;
     printPendingError();

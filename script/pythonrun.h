@@ -31,6 +31,10 @@ void kelPythonAliasUnicode();
 // -1 when it raised; the traceback has then gone to sys.stderr.
 int kelPythonRunText(const char* text);
 
+// The same for the interpreter's own texts, which come back at every run:
+// each is compiled once and its code kept (a few dozen at most).
+int kelPythonRunOwnText(const std::string& text);
+
 // Flushes Python's own standard streams, so that what a run printed is out
 // before the host writes anything of its own.
 void kelPythonFlushStdio();

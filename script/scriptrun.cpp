@@ -57,7 +57,7 @@ bool settingOn(const char* key)
 
 void run(const std::string& text)
 {
-    kelPythonRunText(text.c_str());
+    kelPythonRunOwnText(text);
 }
 
 bool fileExists(const KelWideString& path)
@@ -110,7 +110,7 @@ int32_t ScriptInterpreterPython::runFile(const KelWideString& path)
         run("errFileName = u" + errorLiteral);
         run("import sys\nfsock_err = open(errFileName, 'w')\nsys.stderr = fsock_err\n");
     }
-    int32_t result = kelPythonRunText(kExitOverrideText);
+    int32_t result = kelPythonRunOwnText(kExitOverrideText);
     try {
         if (settingOn("Advanced/python debug")) {
             int status = 0;
