@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <thread>
 
-#include "host/scriptcommands.h"
+#include "host/commandsets.h"
 
 namespace {
 

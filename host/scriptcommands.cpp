@@ -62,6 +62,16 @@ std::string messageUtf8(const KelWideString& text)
     return out;
 }
 
+// Names are short: a plain loop beats a library call here.
+bool sameText(const char* a, const char* b)
+{
+    while (*a && *a == *b) {
+        ++a;
+        ++b;
+    }
+    return *a == *b;
+}
+
 }  // namespace
 
 IScriptValue* ScriptCall::at(uint32_t index) const
@@ -77,18 +87,19 @@ IScriptValue* ScriptCall::arg(uint32_t index, const char* name) const
     const uint32_t n = args_->count();
     if (n == 0)
         return nullptr;
-    // A list of another maker: a call by keywords names its arguments.
-    HostArgList* list = kelQuery<HostArgList>(args_);
-    const bool named = list ? list->named() : !args_->item(0)->name().isEmpty();
-    if (named) {
-        for (uint32_t i = 0; i < n; ++i) {
-            IScriptActualArg* a = args_->item(i);
-            if (name && a->name().equals(name))
-                return a->value();
-        }
-        return nullptr;
+    // Every argument of a call by keywords has a name, the empty one
+    // included; no argument of a call by position has one.
+    IScriptActualArg* first = args_->item(0);
+    if (!first->name().chars()) {
+        IScriptActualArg* a = index == 0 ? first : index < n ? args_->item(index) : nullptr;
+        return a ? a->value() : nullptr;
     }
-    return at(index);
+    for (uint32_t i = 0; name && i < n; ++i) {
+        IScriptActualArg* a = i == 0 ? first : args_->item(i);
+        if (a->name().equals(name))
+            return a->value();
+    }
+    return nullptr;
 }
 
 bool ScriptCall::readInt(IScriptValue* value, int32_t& out)
@@ -169,23 +180,53 @@ void HostCommand::queryInterface(const char* name, void* out, bool flag)
     answerQuery<IScriptCommand>(this, className(), name, out);
 }
 
+uint32_t HostCommandList::hashName(const char* name)
+{
+    uint32_t hash = 2166136261u;  // FNV-1a
+    for (const unsigned char* c = reinterpret_cast<const unsigned char*>(name); *c; ++c)
+        hash = (hash ^ *c) * 16777619u;
+    return hash;
+}
+
+// The slot that holds `name`, or the empty slot where it would go.
+HostCommandList::Slot* HostCommandList::slotFor(const char* name, uint32_t hash)
+{
+    const size_t mask = table_.size() - 1;
+    for (size_t i = hash & mask;; i = (i + 1) & mask) {
+        Slot& slot = table_[i];
+        if (!slot.command || (slot.hash == hash && sameText(slot.command->name().chars(), name)))
+            return &slot;
+    }
+}
+
+void HostCommandList::rebuildTable()
+{
+    size_t size = 8;
+    while (size < 2 * commands_.size())
+        size *= 2;
+    table_.assign(size, Slot());
+    for (IPtr<HostCommand>& command : commands_) {
+        if (!command->name().chars())
+            continue;  // listed, but nobody can find it by name
+        const uint32_t hash = hashName(command->name().chars());
+        *slotFor(command->name().chars(), hash) = Slot{hash, command.get()};
+    }
+}
+
 void HostCommandList::add(const char* name, HostCommandFunction function, const char* usage)
 {
     IPtr<HostCommand> command(new HostCommand(name, function, usage));
     command->recorder = recorder_.get();
-    auto found = byName_.find(std::string_view(name));
-    if (found == byName_.end()) {
-        commands_.push_back(command);
-    } else {
-        // The key points into the old command's name: out of the table first.
-        HostCommand* previous = found->second;
-        byName_.erase(found);
+    HostCommand* previous = table_.empty() || !name ? nullptr : slotFor(name, hashName(name))->command;
+    if (previous) {
         for (IPtr<HostCommand>& old : commands_) {
             if (old.get() == previous)
                 old = command;  // the old command may live on in a recording
         }
+    } else {
+        commands_.push_back(command);
     }
-    byName_.emplace(std::string_view(command->name().chars()), command.get());
+    rebuildTable();
 }
 
 void HostCommandList::setRecorder(HostScript* script)
@@ -197,10 +238,9 @@ void HostCommandList::setRecorder(HostScript* script)
 
 IScriptCommand* HostCommandList::find(const KelCString& name)
 {
-    if (!name.chars())
+    if (!name.chars() || table_.empty())
         return nullptr;
-    auto found = byName_.find(std::string_view(name.chars()));
-    return found == byName_.end() ? nullptr : found->second;
+    return slotFor(name.chars(), hashName(name.chars()))->command;
 }
 
 IScriptCommand* HostCommandList::item(uint32_t index)

@@ -16,6 +16,7 @@
 //     ...
 //     commands.add("doubleIt", doubleIt, "doubleIt(n)");
 //
+// inside a command set function listed in host/commandsets.h.
 // Commands are published when the interpreter first binds the list, so add
 // them before that. A function reads its arguments by position in a call by
 // position and by keyword in a call by keywords (both are given, each call
@@ -24,8 +25,6 @@
 
 #include <cstdint>
 #include <string>
-#include <string_view>
-#include <unordered_map>
 #include <vector>
 
 #include "component/iptr.h"
@@ -137,7 +136,8 @@ private:
 class HostCommandList final : public HostScriptObject, public virtual IScriptCommandList {
 public:
     // Adds a command, or replaces the function and usage of one of the same
-    // name (it keeps its place).
+    // name (it keeps its place). A null name gives a command that is listed
+    // but that find never gives.
     void add(const char* name, HostCommandFunction function, const char* usage);
     // Starts recording every executed command into `script` (a reference is
     // held), or stops with null.
@@ -152,9 +152,18 @@ public:
     const char* className() override { return "HostCommandList"; }
 
 private:
+    // Open addressing with linear probing over a power-of-two table at most
+    // half full: a look-up hashes the name once and mostly compares it once.
+    struct Slot {
+        uint32_t hash = 0;
+        HostCommand* command = nullptr;
+    };
+    static uint32_t hashName(const char* name);
+    Slot* slotFor(const char* name, uint32_t hash);
+    void rebuildTable();
+
     std::vector<IPtr<HostCommand>> commands_;
-    // Keys point into the commands' own names.
-    std::unordered_map<std::string_view, HostCommand*> byName_;
+    std::vector<Slot> table_;
     IPtr<HostScript> recorder_;
 };
 
@@ -174,7 +183,3 @@ public:
 private:
     std::vector<std::string> messages_;
 };
-
-// Adds the host's basic commands: echo, add, concat, listOf, fail, version,
-// sleep.
-void addBasicCommands(HostCommandList& commands);

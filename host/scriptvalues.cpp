@@ -15,6 +15,34 @@ const char boolType = 0, intType = 0, doubleType = 0, stringType = 0, unicodeTyp
 
 namespace {
 
+// Free lists of blocks by size, in steps of kGrain bytes up to kLargest; a
+// list keeps at most kKeep blocks, so a burst of objects does not pin memory
+// for good.
+const std::size_t kGrain = 16;
+const std::size_t kLargest = 512;
+const std::size_t kKeep = 256;
+
+struct FreeLists {
+    struct Block {
+        Block* next;
+    };
+    Block* head[kLargest / kGrain] = {};
+    std::size_t count[kLargest / kGrain] = {};
+};
+
+// The host library goes only into programs, never into a shared library, so
+// the initial-exec model holds: a plain load from the thread's block instead
+// of a call to the dynamic loader on every access. Without a destructor the
+// lists need no guard either; what a finished thread kept (a bounded amount)
+// stays with the process.
+[[gnu::tls_model("initial-exec")]] thread_local FreeLists freeLists;
+
+// The list for `size`, or -1 for sizes that go straight to the heap.
+int sizeClass(std::size_t size)
+{
+    return size == 0 || size > kLargest ? -1 : static_cast<int>((size - 1) / kGrain);
+}
+
 void writeEscapedByte(std::ostream& out, unsigned char c, char quote)
 {
     switch (c) {
@@ -68,6 +96,34 @@ void enumerate(void* out, const char* className, const char* typed, bool isValue
 }
 
 }  // namespace
+
+void* HostScriptObject::operator new(std::size_t size)
+{
+    const int c = sizeClass(size);
+    if (c < 0)
+        return ::operator new(size);
+    FreeLists& lists = freeLists;
+    if (FreeLists::Block* block = lists.head[c]) {
+        lists.head[c] = block->next;
+        --lists.count[c];
+        return block;
+    }
+    return ::operator new((c + 1) * kGrain);
+}
+
+void HostScriptObject::operator delete(void* block, std::size_t size)
+{
+    const int c = sizeClass(size);
+    FreeLists& lists = freeLists;
+    if (c < 0 || lists.count[c] >= kKeep) {
+        ::operator delete(block);
+        return;
+    }
+    auto* free = static_cast<FreeLists::Block*>(block);
+    free->next = lists.head[c];
+    lists.head[c] = free;
+    ++lists.count[c];
+}
 
 void HostValue::queryInterface(const char* name, void* out, bool flag)
 {
@@ -221,21 +277,18 @@ void HostListValue::write(std::ostream& out)
 }
 
 HostActualArg::HostActualArg(HostArgList* owner, const KelCString& name, IScriptValue* value)
-    : owner_(owner), name_(name.chars()), value_(value)
+    : owner_(owner), value_(value)
 {
+    if (name.chars())
+        name_ = KelCString(name.chars());
+    if (value_)
+        value_->addRef();
 }
 
-HostActualArg::HostActualArg(HostActualArg&& other) noexcept
-    : owner_(other.owner_), name_(std::move(other.name_)), value_(std::move(other.value_))
+HostActualArg::~HostActualArg()
 {
-}
-
-HostActualArg& HostActualArg::operator=(HostActualArg&& other) noexcept
-{
-    owner_ = other.owner_;
-    name_ = std::move(other.name_);
-    value_ = std::move(other.value_);
-    return *this;
+    if (value_)
+        value_->release();
 }
 
 void HostActualArg::addRef()
@@ -267,23 +320,31 @@ void HostActualArg::queryInterface(const char* name, void* out, bool flag)
         kelSetOut(out, nullptr);
 }
 
+HostArgList::~HostArgList()
+{
+    for (uint32_t i = 0; i < count_ && i < kInline; ++i)
+        inlineArg(i)->~HostActualArg();
+}
+
 void HostArgList::addNamed(const KelCString& name, IScriptValue* value)
 {
-    args_.emplace_back(this, name, value);
+    if (count_ < kInline)
+        new (inline_ + count_ * sizeof(HostActualArg)) HostActualArg(this, name, value);
+    else
+        more_.push_back(std::make_unique<HostActualArg>(this, name, value));
+    ++count_;
 }
 
 void HostArgList::add(IScriptValue* value)
 {
-    // Most calls have a few arguments: one small block up front saves the
-    // vector's regrowth on the common path.
-    if (args_.capacity() == 0)
-        args_.reserve(4);
-    args_.emplace_back(this, KelCString(), value);
+    addNamed(KelCString(), value);
 }
 
 IScriptActualArg* HostArgList::item(uint32_t index)
 {
-    return index < args_.size() ? &args_[index] : nullptr;
+    if (index >= count_)
+        return nullptr;
+    return index < kInline ? inlineArg(index) : more_[index - kInline].get();
 }
 
 void HostArgList::queryInterface(const char* name, void* out, bool flag)

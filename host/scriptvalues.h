@@ -8,7 +8,10 @@
 // starts at count 0; the first holder takes a reference.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <new>
 #include <vector>
 
 #include "component/iptr.h"
@@ -24,6 +27,13 @@ public:
     HostScriptObject() { ++alive_; }
     ~HostScriptObject() override { --alive_; }
     static long alive() { return alive_; }
+
+    // A call makes and drops a few small objects: blocks come from and go
+    // back to per-thread free lists by size, which costs far less than the
+    // heap. The sized delete gets the most-derived size (the destructor is
+    // virtual).
+    static void* operator new(std::size_t size);
+    static void operator delete(void* block, std::size_t size);
 
     void addRef() override { ++count; }
     void release() override
@@ -160,12 +170,16 @@ class HostArgList;
 // One argument, part of its list: its count is the list's.
 class HostActualArg final : public virtual IScriptActualArg {
 public:
-    HostActualArg() = default;
-    HostActualArg(HostArgList* owner, const KelCString& name, IScriptValue* value);
-    HostActualArg(HostActualArg&& other) noexcept;
-    HostActualArg& operator=(HostActualArg&& other) noexcept;
+    HostActualArg(const HostActualArg&) = delete;
+    HostActualArg& operator=(const HostActualArg&) = delete;
 
-    IScriptValue* value() override { return value_.get(); }
+    // Copies `name` (a null name stays null: a positional argument); takes a
+    // reference on `value`.
+    HostActualArg(HostArgList* owner, const KelCString& name, IScriptValue* value);
+
+    ~HostActualArg() override;
+
+    IScriptValue* value() override { return value_; }
     const KelCString& name() override { return name_; }
 
     void addRef() override;
@@ -175,9 +189,9 @@ public:
     const char* className() override { return "HostActualArg"; }
 
 private:
-    HostArgList* owner_ = nullptr;
-    KelCString name_;
-    IPtr<IScriptValue> value_;
+    HostArgList* owner_;
+    KelCString name_;       // null for a positional argument
+    IScriptValue* value_;   // one reference held
 };
 
 class HostArgList final : public HostScriptObject, public virtual IScriptActualArgList {
@@ -186,10 +200,11 @@ public:
     static constexpr char interfaceName[] = "HostArgList";
 
     explicit HostArgList(bool named) : named_(named) {}
+    ~HostArgList() override;
 
     void addNamed(const KelCString& name, IScriptValue* value) override;
     void add(IScriptValue* value) override;
-    uint32_t count() override { return static_cast<uint32_t>(args_.size()); }
+    uint32_t count() override { return count_; }
     IScriptActualArg* item(uint32_t index) override;
 
     void queryInterface(const char* name, void* out, bool flag) override;
@@ -199,8 +214,22 @@ public:
     bool named() const { return named_; }
 
 private:
+    // Most calls have a few arguments: they live in the list itself, and
+    // only longer lists allocate. Arguments never move, so a pointer that
+    // item gave stays valid as long as the list.
+    // The first ones are built in place as they come, in storage of the
+    // list's own, so an unused place costs nothing.
+    static constexpr uint32_t kInline = 3;
+
+    HostActualArg* inlineArg(uint32_t index)
+    {
+        return std::launder(reinterpret_cast<HostActualArg*>(inline_ + index * sizeof(HostActualArg)));
+    }
+
     bool named_;
-    std::vector<HostActualArg> args_;
+    uint32_t count_ = 0;
+    alignas(HostActualArg) unsigned char inline_[kInline * sizeof(HostActualArg)];
+    std::vector<std::unique_ptr<HostActualArg>> more_;
 };
 
 class HostScriptFactory final : public HostScriptObject, public virtual IScriptFactory {

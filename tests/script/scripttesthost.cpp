@@ -47,7 +47,7 @@ ScriptTestHost* makeHost()
     host->store->declareStringAppState("Python/Output String", 0, KelWideString::emptyString(), 0);
     host->store->declareStringAppState("Python/Error String", 0, KelWideString::emptyString(), 0);
     host->commands = new HostCommandList;
-    addBasicCommands(*host->commands);
+    kelAddCommandSets(*host->commands);
 
     host->interpreter = new ScriptInterpreterPython;
     host->interpreter->addRef();

@@ -17,7 +17,7 @@
 #include "component/iptr.h"
 #include "host/hostdatastore.h"
 #include "host/hostdirservice.h"
-#include "host/scriptcommands.h"
+#include "host/commandsets.h"
 #include "host/scriptvalues.h"
 #include "script/scriptinterpreterpython.h"
 #include "tests/support/testprovider.h"
