@@ -58,7 +58,7 @@ void writeEscapedByte(std::ostream& out, unsigned char c, char quote)
     }
     char hex[8];
     std::snprintf(hex, sizeof hex, "\\x%02x", c);
-    if (c < 0x20 || c == 0x7f)
+    if (c < 0x20 || c >= 0x7f)  // a bytes literal takes only ASCII
         out << hex;
     else
         out << static_cast<char>(c);

@@ -1,0 +1,109 @@
+// The reference host's script values and command list: the text a value
+// writes of itself must read back in Python as the same value (recorded
+// scripts replay through it), and the command list finds what it holds.
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <string>
+
+#include "tests/script/scripttesthost.h"
+
+namespace {
+
+// What Python makes of the text the value writes, as ascii().
+std::string readBack(IScriptValue* made)
+{
+    IPtr<IScriptValue> value(made);
+    std::ostringstream text;
+    value->write(text);
+    return pyEval(text.str());
+}
+
+TEST(HostValues, WrittenTextReadsBackAsTheSameValue)
+{
+    HostScriptFactory& f = *scriptTestHost().factory;
+    EXPECT_EQ(readBack(f.makeBool(true)), "True");
+    EXPECT_EQ(readBack(f.makeInt(-2147483647 - 1)), "-2147483648");
+    EXPECT_EQ(readBack(f.makeDouble(0.1)), "0.1");
+    EXPECT_EQ(readBack(f.makeDouble(3.0)), "3.0");
+    EXPECT_EQ(readBack(f.makeDouble(-0.0)), "-0.0");
+    EXPECT_EQ(readBack(f.makeDouble(1e300)), "1e+300");
+    EXPECT_EQ(readBack(f.makeDouble(-1.0 / 0.0)), "-inf");
+    EXPECT_EQ(readBack(f.makeString(KelCString("a'b\\c\nd\xff\x01"))), "b\"a'b\\\\c\\nd\\xff\\x01\"");
+    EXPECT_EQ(readBack(f.makeString(KelCString())), "None");
+    const char16_t text[] = {u'\'', u'\\', u'\n', 0xE9, 0xD83D, 0xDE00, 0xD800, u'x', 0};
+    EXPECT_EQ(readBack(f.makeUnicodeString(KelWideString(text, kelBorrow))), "\"'\\\\\\n\\xe9\\U0001f600\\ud800x\"");
+
+    IScriptValue* list = f.makeList();
+    kelQuery<IScriptValueList>(list)->append(f.makeInt(1));
+    kelQuery<IScriptValueList>(list)->append(f.makeList());
+    kelQuery<IScriptValueList>(list)->append(f.makeBool(false));
+    EXPECT_EQ(readBack(list), "[1, [], False]");
+}
+
+bool one(ScriptCall& call)
+{
+    call.giveInt(1);
+    return true;
+}
+
+bool two(ScriptCall& call)
+{
+    call.giveInt(2);
+    return true;
+}
+
+TEST(HostCommands, ListFindsByNameAndReplacesInPlace)
+{
+    IPtr<HostCommandList> list(new HostCommandList);
+    EXPECT_EQ(list->find(KelCString("one", kelBorrow)), nullptr);
+    list->add("one", one, "one()");
+    list->add(nullptr, one, "");
+    for (int i = 0; i < 20; ++i)  // enough to grow the table several times
+        list->add(("c" + std::to_string(i)).c_str(), two, "c()");
+    list->add("one", two, "one()");
+
+    ASSERT_EQ(list->count(), 22u);
+    EXPECT_STREQ(list->item(0)->name().chars(), "one");
+    EXPECT_EQ(list->item(1)->name().chars(), nullptr);
+    EXPECT_EQ(list->item(22), nullptr);
+    IScriptCommand* found = list->find(KelCString("one", kelBorrow));
+    ASSERT_EQ(found, list->item(0));
+    IScriptValue* result = nullptr;
+    IPtr<IScriptActualArgList> args(scriptTestHost().factory->createArgList(false));
+    ASSERT_TRUE(found->execute(args.get(), &result));
+    IPtr<IScriptValue> hold(result);
+    EXPECT_EQ(kelQuery<IScriptValueInt>(result)->getValue(), 2);
+    EXPECT_EQ(list->find(KelCString("c19", kelBorrow)), list->item(21));
+    EXPECT_EQ(list->find(KelCString("c2", kelBorrow)), list->item(4));
+    EXPECT_EQ(list->find(KelCString("c", kelBorrow)), nullptr);
+    EXPECT_EQ(list->find(KelCString()), nullptr);
+    EXPECT_EQ(list->find(KelCString("", kelBorrow)), nullptr);
+}
+
+TEST(HostCommands, ArgumentsAreReadByPositionOrByKeyword)
+{
+    HostScriptFactory& f = *scriptTestHost().factory;
+    IPtr<IScriptActualArgList> positional(f.createArgList(false));
+    for (int i = 0; i < 5; ++i)  // past the arguments kept inside the list
+        positional->add(f.makeInt(10 + i));
+    ScriptCall byPosition(positional.get(), nullptr);
+    int32_t n = 0;
+    EXPECT_TRUE(byPosition.getInt(4, "e", n));
+    EXPECT_EQ(n, 14);
+    EXPECT_FALSE(byPosition.getInt(5, "f", n));
+
+    IPtr<IScriptActualArgList> named(f.createArgList(true));
+    named->addNamed(KelCString("b", kelBorrow), f.makeDouble(0.5));
+    named->addNamed(KelCString("", kelBorrow), f.makeBool(true));
+    ScriptCall byKeyword(named.get(), nullptr);
+    double d = 0;
+    EXPECT_TRUE(byKeyword.getDouble(5, "b", d));
+    EXPECT_EQ(d, 0.5);
+    EXPECT_TRUE(byKeyword.getInt(0, "", n));
+    EXPECT_EQ(n, 1);
+    EXPECT_FALSE(byKeyword.getInt(0, "a", n));
+    EXPECT_FALSE(byKeyword.getDouble(0, nullptr, d));
+}
+
+}  // namespace
