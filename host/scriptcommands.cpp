@@ -194,7 +194,7 @@ HostCommandList::Slot* HostCommandList::slotFor(const char* name, uint32_t hash)
     const size_t mask = table_.size() - 1;
     for (size_t i = hash & mask;; i = (i + 1) & mask) {
         Slot& slot = table_[i];
-        if (!slot.command || (slot.hash == hash && sameText(slot.command->name().chars(), name)))
+        if (!slot.command || (slot.hash == hash && sameText(slot.name, name)))
             return &slot;
     }
 }
@@ -209,7 +209,7 @@ void HostCommandList::rebuildTable()
         if (!command->name().chars())
             continue;  // listed, but nobody can find it by name
         const uint32_t hash = hashName(command->name().chars());
-        *slotFor(command->name().chars(), hash) = Slot{hash, command.get()};
+        *slotFor(command->name().chars(), hash) = Slot{hash, command->name().chars(), command.get()};
     }
 }
 

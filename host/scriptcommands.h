@@ -156,6 +156,7 @@ private:
     // half full: a look-up hashes the name once and mostly compares it once.
     struct Slot {
         uint32_t hash = 0;
+        const char* name = nullptr;  // the command's own text
         HostCommand* command = nullptr;
     };
     static uint32_t hashName(const char* name);
