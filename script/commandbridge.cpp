@@ -11,58 +11,13 @@
 #include "component/kelassert.h"
 #include "memory/keltranslator.h"
 #include "script/scriptinterpreterpython.h"
+#include "script/utf16text.h"
 #include "script/valueconversion.h"
 #include "text/kelwidestring.h"
 
 namespace {
 
 const char kSourceFile[] = ".\\scriptinterpreterpython";
-
-// Length of the UTF-8 sequence that starts at s, or 0 when it isn't a valid,
-// shortest-form sequence of a character up to U+10FFFF.
-int sequenceLength(const unsigned char* s)
-{
-    const unsigned char c = s[0];
-    if (c < 0x80)
-        return 1;
-    int length = c >= 0xF0 ? 4 : c >= 0xE0 ? 3 : c >= 0xC0 ? 2 : 0;
-    if (length == 0 || c < 0xC2 || c > 0xF4)
-        return 0;
-    for (int i = 1; i < length; ++i)
-        if ((s[i] & 0xC0) != 0x80)
-            return 0;
-    if ((c == 0xE0 && s[1] < 0xA0) || (c == 0xF0 && s[1] < 0x90) || (c == 0xF4 && s[1] > 0x8F))
-        return 0;
-    return length;
-}
-
-// Python gives its texts as UTF-8. The messages keep every character, and a
-// byte that is not part of valid UTF-8 stands for itself, one unit per byte.
-KelWideString widen(const std::string& text)
-{
-    std::u16string units;
-    const unsigned char* s = reinterpret_cast<const unsigned char*>(text.c_str());
-    while (*s) {
-        const int length = sequenceLength(s);
-        if (length <= 1) {
-            units.push_back(*s++);
-            continue;
-        }
-        char32_t c = s[0] & (0xFF >> (length + 1));
-        for (int i = 1; i < length; ++i)
-            c = (c << 6) | (s[i] & 0x3F);
-        s += length;
-        if (c >= 0x10000) {
-            units.push_back(static_cast<char16_t>(0xD800 + ((c - 0x10000) >> 10)));
-            units.push_back(static_cast<char16_t>(0xDC00 + ((c - 0x10000) & 0x3FF)));
-        } else {
-            units.push_back(static_cast<char16_t>(c));
-        }
-    }
-    KelWideString result;
-    result.assign(units.c_str());
-    return result;
-}
 
 // Tells the user through the host's script engine, when the host has one.
 void reportToUser(const char* message, const std::string& argument)
@@ -71,7 +26,9 @@ void reportToUser(const char* message, const std::string& argument)
     if (!engine)
         return;
     KelWideString text;
-    const KelWideString wide = widen(argument);
+    // Python gives its texts as UTF-8: the message keeps every character,
+    // and a byte that is not valid UTF-8 stands for itself.
+    const KelWideString wide = kelUnitsOfUtf8Lenient(argument);
     kelTranslate(&text, message, &wide);
     engine->reportError(text, 0);
 }
