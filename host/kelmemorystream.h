@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "persistence/kelbinarystream.h"
@@ -42,13 +43,23 @@ public:
     void seek(int64_t position, bool absolute) override;
     bool good() override { return !failed_; }
 
-    // Flushes the buffer and gives everything written so far.
-    const std::vector<uint8_t>& bytes();
-    // Empties the stream for another round; the formatVersion stays.
+    // Flushes the buffer and gives a copy of everything written so far.
+    std::vector<uint8_t> bytes();
+    // Flushes the buffer; the bytes stay owned by the stream and valid until
+    // the next write or reset.
+    const uint8_t* data();
+    uint64_t byteCount() const { return size_; }
+    // Empties the stream for another round; the formatVersion and the
+    // memory stay.
     void reset();
 
 private:
-    std::vector<uint8_t> bytes_;
+    void reserve(uint64_t capacity);
+
+    // Not a vector: growing must not zero bytes that are written at once.
+    std::unique_ptr<uint8_t[]> data_;
+    uint64_t capacity_ = 0;
+    uint64_t size_ = 0;
     uint64_t position_ = 0;
     bool failed_ = false;
 };

@@ -6,9 +6,9 @@
 
 #include "persistence/kelbigendian.h"
 
-namespace {
+KelStreamObserver kelstream_detail::observer = nullptr;
 
-KelStreamObserver theObserver = nullptr;
+namespace {
 
 // One element each way; the typed operations are written once over these.
 inline void storeElement(uint8_t* out, uint8_t value) { *out = value; }
@@ -25,20 +25,20 @@ inline void loadElement(const uint8_t* in, uint64_t* value) { *value = kelLoadBE
 
 void kelSetStreamObserver(KelStreamObserver observer)
 {
-    theObserver = observer;
+    kelstream_detail::observer = observer;
 }
 
 // ---- input ----
 
 KelBinaryInput::~KelBinaryInput() = default;
 
-uint64_t KelBinaryInput::readObserved(void* target, uint64_t byteCount)
+inline uint64_t KelBinaryInput::readObserved(void* target, uint64_t byteCount)
 {
-    if (!theObserver)
+    if (!kelstream_detail::observer)
         return read(target, byteCount);
     int64_t position = tell();
     uint64_t got = read(target, byteCount);
-    theObserver(false, target, position, got);
+    kelstream_detail::observer(false, target, position, got);
     return got;
 }
 
@@ -61,10 +61,6 @@ bool KelBinaryInput::readTyped(T* target, uint64_t count)
     return true;
 }
 
-bool KelBinaryInput::read8(uint8_t* target, uint64_t count) { return readTyped(target, count); }
-bool KelBinaryInput::read16(uint16_t* target, uint64_t count) { return readTyped(target, count); }
-bool KelBinaryInput::read32(uint32_t* target, uint64_t count) { return readTyped(target, count); }
-bool KelBinaryInput::read64(uint64_t* target, uint64_t count) { return readTyped(target, count); }
 
 uint64_t KelBinaryInput::readRaw(void* target, uint64_t byteCount)
 {
@@ -75,10 +71,10 @@ uint64_t KelBinaryInput::readRaw(void* target, uint64_t byteCount)
 
 KelBinaryOutput::~KelBinaryOutput() = default;
 
-uint64_t KelBinaryOutput::writeObserved(const void* source, uint64_t byteCount)
+inline uint64_t KelBinaryOutput::writeObserved(const void* source, uint64_t byteCount)
 {
-    if (theObserver)
-        theObserver(true, source, tell(), byteCount);
+    if (kelstream_detail::observer)
+        kelstream_detail::observer(true, source, tell(), byteCount);
     return write(source, byteCount);
 }
 
@@ -115,10 +111,6 @@ bool KelBinaryOutput::writeTyped(const T* source, uint64_t count)
     return true;
 }
 
-bool KelBinaryOutput::write8(const uint8_t* source, uint64_t count) { return writeTyped(source, count); }
-bool KelBinaryOutput::write16(const uint16_t* source, uint64_t count) { return writeTyped(source, count); }
-bool KelBinaryOutput::write32(const uint32_t* source, uint64_t count) { return writeTyped(source, count); }
-bool KelBinaryOutput::write64(const uint64_t* source, uint64_t count) { return writeTyped(source, count); }
 
 bool KelBinaryOutput::writeRaw(const void* source, uint64_t byteCount)
 {
@@ -135,11 +127,19 @@ bool KelBinaryOutput::writeRaw(const void* source, uint64_t byteCount)
     return true;
 }
 
-bool KelBinaryOutput::flush()
+bool KelBinaryOutput::flushNonEmpty()
 {
-    if (fill == 0)
-        return true;
     uint64_t written = writeObserved(buffer, fill);
     fill = 0;
     return written != 0;
 }
+
+// The inline single-element roads of the header fall back on these.
+template bool KelBinaryInput::readTyped<uint8_t>(uint8_t*, uint64_t);
+template bool KelBinaryInput::readTyped<uint16_t>(uint16_t*, uint64_t);
+template bool KelBinaryInput::readTyped<uint32_t>(uint32_t*, uint64_t);
+template bool KelBinaryInput::readTyped<uint64_t>(uint64_t*, uint64_t);
+template bool KelBinaryOutput::writeTyped<uint8_t>(const uint8_t*, uint64_t);
+template bool KelBinaryOutput::writeTyped<uint16_t>(const uint16_t*, uint64_t);
+template bool KelBinaryOutput::writeTyped<uint32_t>(const uint32_t*, uint64_t);
+template bool KelBinaryOutput::writeTyped<uint64_t>(const uint64_t*, uint64_t);

@@ -22,6 +22,20 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
+
+#include "persistence/kelbigendian.h"
+
+// A process-wide observer of stream traffic. It sees every block handed to a
+// concrete output stream just before the write (position from tell()) and
+// every block delivered by a concrete input stream just after the read
+// (position from a tell() taken before it). Nothing in this library installs
+// one, and while it is null no tell() is spent on it.
+using KelStreamObserver = void (*)(bool output, const void* block, int64_t position, uint64_t byteCount);
+void kelSetStreamObserver(KelStreamObserver observer);
+namespace kelstream_detail {
+extern KelStreamObserver observer;
+}
 
 class KelBinaryInput {
 public:
@@ -110,7 +124,12 @@ public:
     bool writeRaw(const void* source, uint64_t byteCount);
     // Hands the buffered bytes to the concrete stream; fill is 0 afterwards,
     // also on failure.
-    bool flush();
+    bool flush()
+    {
+        if (fill == 0)
+            return true;
+        return flushNonEmpty();
+    }
 
     // Fields: part of the contract.
     uint8_t buffer[bufferSize];
@@ -124,12 +143,92 @@ private:
     bool writeTyped(const T* source, uint64_t count);
     uint64_t writeObserved(const void* source, uint64_t byteCount);
     bool writeFullBuffer();
+    bool flushNonEmpty();
 };
 
-// A process-wide observer of stream traffic. It sees every block handed to a
-// concrete output stream just before the write (position from tell()) and
-// every block delivered by a concrete input stream just after the read
-// (position from a tell() taken before it). Nothing in this library installs
-// one, and while it is null no tell() is spent on it.
-using KelStreamObserver = void (*)(bool output, const void* block, int64_t position, uint64_t byteCount);
-void kelSetStreamObserver(KelStreamObserver observer);
+// Single elements are the common case (chunk heads, lengths, identity
+// fields), so their road is inline: a read of one element is one read of its
+// size, and a write of one element with at least 256 bytes of room is a store
+// into the buffer, which can never fill it.
+
+inline bool KelBinaryInput::read8(uint8_t* target, uint64_t count)
+{
+    if (count == 0 || count > bufferSize || kelstream_detail::observer)
+        return readTyped(target, count);
+    uint64_t got = read(buffer, count);
+    if (got == 0)
+        return false;
+    if (got > count)
+        got = count;
+    uint64_t i = 0;
+    for (; i + 8 <= got; i += 8)  // in words, so that a word-sized read of the target stays fast
+        std::memcpy(target + i, buffer + i, 8);
+    for (; i < got; ++i)
+        target[i] = buffer[i];
+    return got == count || readTyped(target + got, count - got);
+}
+
+inline bool KelBinaryInput::read16(uint16_t* target, uint64_t count)
+{
+    if (count != 1 || kelstream_detail::observer)
+        return readTyped(target, count);
+    if (read(buffer, 2) < 2)
+        return false;
+    *target = kelLoadBE16(buffer);
+    return true;
+}
+
+inline bool KelBinaryInput::read32(uint32_t* target, uint64_t count)
+{
+    if (count != 1 || kelstream_detail::observer)
+        return readTyped(target, count);
+    if (read(buffer, 4) < 4)
+        return false;
+    *target = kelLoadBE32(buffer);
+    return true;
+}
+
+inline bool KelBinaryInput::read64(uint64_t* target, uint64_t count)
+{
+    if (count != 1 || kelstream_detail::observer)
+        return readTyped(target, count);
+    if (read(buffer, 8) < 8)
+        return false;
+    *target = kelLoadBE64(buffer);
+    return true;
+}
+
+inline bool KelBinaryOutput::write8(const uint8_t* source, uint64_t count)
+{
+    if (count != 1 || bufferSize - fill < typedRoom)
+        return writeTyped(source, count);
+    buffer[fill++] = *source;
+    return true;
+}
+
+inline bool KelBinaryOutput::write16(const uint16_t* source, uint64_t count)
+{
+    if (count != 1 || bufferSize - fill < typedRoom)
+        return writeTyped(source, count);
+    kelStoreBE16(buffer + fill, *source);
+    fill += 2;
+    return true;
+}
+
+inline bool KelBinaryOutput::write32(const uint32_t* source, uint64_t count)
+{
+    if (count != 1 || bufferSize - fill < typedRoom)
+        return writeTyped(source, count);
+    kelStoreBE32(buffer + fill, *source);
+    fill += 4;
+    return true;
+}
+
+inline bool KelBinaryOutput::write64(const uint64_t* source, uint64_t count)
+{
+    if (count != 1 || bufferSize - fill < typedRoom)
+        return writeTyped(source, count);
+    kelStoreBE64(buffer + fill, *source);
+    fill += 8;
+    return true;
+}

@@ -272,7 +272,12 @@ bool readID(KelID& id, KelBinaryInput* stream)
     stream->read8(data4, 8);
     if (!stream->good())
         return false;
-    id = KelID(data1, data2, data3, data4);
+    // Field by field: building a temporary and assigning it would compare
+    // first, reading back the halves just stored.
+    id.data1 = data1;
+    id.data2 = data2;
+    id.data3 = data3;
+    std::memcpy(id.data4, data4, sizeof data4);
     return true;
 }
 

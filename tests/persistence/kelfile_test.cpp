@@ -119,7 +119,8 @@ TEST(ChunkWriter, LengthIsPatchedWhenTheChunkEnds)
         KelChunkWriter writer(&out, false);
         writer.beginChunk(7, 3);
         out.flush();
-        EXPECT_EQ(Bytes(out.bytes().begin() + 5, out.bytes().end()), chunk(7, 3, 0, {}));
+        Bytes open = out.bytes();
+        EXPECT_EQ(Bytes(open.begin() + 5, open.end()), chunk(7, 3, 0, {}));
         Bytes tail = {1, 2, 3};
         out.writeRaw(tail.data(), tail.size());
         writer.endChunk();
