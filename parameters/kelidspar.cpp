@@ -104,11 +104,11 @@ bool KelIDsPar::save(KelChunkWriter* writer)
     return local.good();  // the closing of the parameter chunk is not covered
 }
 
-// The list read. A stored count is trusted only as far as the chunk holds
-// identities: the read stops at the first element that fails and refuses to
-// go on past the end of sub-chunk 257, so a damaged count costs neither time
-// nor memory beyond the size of the stream. Either way the reader is bad and
-// the load gives false.
+// The list read. A stored count is trusted only as far as sub-chunk 257 can
+// hold identity chunks (a head and 16 bytes each); a larger one is refused
+// before anything is read, and the read stops at the first element that
+// fails. So a damaged count costs neither time nor memory beyond the size of
+// the chunk. Either way the reader is bad and the load gives false.
 bool readIDList(void* context, KelChunkReader& reader, int chunkId)
 {
     if (chunkId != listChunk)
@@ -119,11 +119,15 @@ bool readIDList(void* context, KelChunkReader& reader, int chunkId)
     uint32_t word = 0;
     reader.stream()->read32(&word, 1);
     int32_t n = static_cast<int32_t>(word);
+    if (n < 1)
+        return true;
+    int64_t room = reader.bytesLeft();
+    int64_t identitySize = (reader.stream()->width == 64 ? 12 : 8) + 16;
+    if (room < 0 || n > room / identitySize) {
+        reader.setBad();
+        return true;
+    }
     for (int32_t i = 0; i < n; ++i) {
-        if (reader.atChunkEnd()) {
-            reader.setBad();
-            break;
-        }
         if (!reader.readIDChunk(scratch).good())
             break;
         ids.push(scratch);

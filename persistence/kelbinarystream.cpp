@@ -32,7 +32,7 @@ void kelSetStreamObserver(KelStreamObserver observer)
 
 KelBinaryInput::~KelBinaryInput() = default;
 
-inline uint64_t KelBinaryInput::readObserved(void* target, uint64_t byteCount)
+uint64_t KelBinaryInput::readObserved(void* target, uint64_t byteCount)
 {
     if (!kelstream_detail::observer)
         return read(target, byteCount);
@@ -62,16 +62,11 @@ bool KelBinaryInput::readTyped(T* target, uint64_t count)
 }
 
 
-uint64_t KelBinaryInput::readRaw(void* target, uint64_t byteCount)
-{
-    return readObserved(target, byteCount);
-}
-
 // ---- output ----
 
 KelBinaryOutput::~KelBinaryOutput() = default;
 
-inline uint64_t KelBinaryOutput::writeObserved(const void* source, uint64_t byteCount)
+uint64_t KelBinaryOutput::writeObserved(const void* source, uint64_t byteCount)
 {
     if (kelstream_detail::observer)
         kelstream_detail::observer(true, source, tell(), byteCount);
@@ -125,13 +120,6 @@ bool KelBinaryOutput::writeRaw(const void* source, uint64_t byteCount)
             return false;
     }
     return true;
-}
-
-bool KelBinaryOutput::flushNonEmpty()
-{
-    uint64_t written = writeObserved(buffer, fill);
-    fill = 0;
-    return written != 0;
 }
 
 // The inline single-element roads of the header fall back on these.

@@ -68,7 +68,12 @@ public:
     bool read32(uint32_t* target, uint64_t count);
     bool read64(uint64_t* target, uint64_t count);
     // One read straight into `target`; the number of bytes delivered.
-    uint64_t readRaw(void* target, uint64_t byteCount);
+    uint64_t readRaw(void* target, uint64_t byteCount)
+    {
+        if (!kelstream_detail::observer)
+            return read(target, byteCount);
+        return readObserved(target, byteCount);
+    }
 
     // Fields: part of the contract.
     uint8_t buffer[bufferSize];
@@ -128,7 +133,10 @@ public:
     {
         if (fill == 0)
             return true;
-        return flushNonEmpty();
+        // Every chunk end flushes twice, so the common road is a direct call.
+        uint64_t written = kelstream_detail::observer ? writeObserved(buffer, fill) : write(buffer, fill);
+        fill = 0;
+        return written != 0;
     }
 
     // Fields: part of the contract.
@@ -143,7 +151,6 @@ private:
     bool writeTyped(const T* source, uint64_t count);
     uint64_t writeObserved(const void* source, uint64_t byteCount);
     bool writeFullBuffer();
-    bool flushNonEmpty();
 };
 
 // Single elements are the common case (chunk heads, lengths, identity

@@ -98,10 +98,6 @@ private:
     friend bool readCString(KelCString& text, KelBinaryInput* stream);
     friend void kelDetachStringReader();
     static KelChunkReader& sharedStringReader();
-// Makes the shared string reader forget its stream. The reader knows a stream
-// only by its address, so a host that drops a stream calls this before a new
-// stream can take the same address and inherit a failure that was not its own.
-void kelDetachStringReader();
     void attach(KelBinaryInput* stream);
     bool reject(int64_t start);
     uint64_t innermostEnd() const { return end_.data[end_.count]; }
