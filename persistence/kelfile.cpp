@@ -145,8 +145,46 @@ bool KelChunkReader::good() const
     return good_ && bi_ && bi_->good();
 }
 
+// A sound identity chunk in one read. Taken only where the stream holds the
+// whole head and identity, so the read cannot fall short and a conforming
+// stream stays as it was; anything else (another id, a bad length, a key or
+// root chunk) goes back to the head for the general road, which then reads
+// exactly what it would have read.
+bool KelChunkReader::readWholeIDChunk(KelID& id)
+{
+    if (!good_ || !bi_)
+        return false;
+    uint64_t headSize = bi_->width == 64 ? longHeadSize : shortHeadSize;
+    int64_t start = bi_->tell();
+    uint64_t begin = static_cast<uint64_t>(start);
+    if (start < 0 || bi_->size < begin + headSize + 16)
+        return false;
+    uint8_t bytes[longHeadSize + 16];
+    uint64_t got = bi_->readRaw(bytes, headSize + 16);
+    uint32_t head = kelLoadBE32(bytes);
+    uint64_t length = headSize == longHeadSize ? kelLoadBE64(bytes + 4) : kelLoadBE32(bytes + 4);
+    uint64_t end = begin + length;
+    if (got != headSize + 16 || !bi_->good() || (head >> 8) != kelChunkID || end < begin + headSize ||
+        end > bi_->size) {
+        bi_->seek(start, true);
+        return false;
+    }
+    chunkId_ = kelChunkID;
+    chunkVersion_ = static_cast<int32_t>(head & 0xff);
+    const uint8_t* field = bytes + headSize;
+    id.data1 = kelLoadBE32(field);
+    id.data2 = kelLoadBE16(field + 4);
+    id.data3 = kelLoadBE16(field + 6);
+    std::memcpy(id.data4, field + 8, sizeof id.data4);
+    bi_->seek(static_cast<int64_t>(end), true);
+    good_ = bi_->good();
+    return true;
+}
+
 KelChunkReader& KelChunkReader::readIDChunk(KelID& id)
 {
+    if (readWholeIDChunk(id))
+        return *this;
     // An opened chunk has just found the stream good, and a failed one left
     // good_ false, so the stream need not be asked again.
     bool opened = readChunk();

@@ -100,6 +100,7 @@ private:
     static KelChunkReader& sharedStringReader();
     void attach(KelBinaryInput* stream);
     bool reject(int64_t start);
+    bool readWholeIDChunk(KelID& id);
     uint64_t innermostEnd() const { return end_.data[end_.count]; }
 
     // Fields: part of the contract.

@@ -1,6 +1,5 @@
-// Scripted streams for the persistence tests: they record every call that
-// reaches the concrete stream and can be told to deliver short reads or to
-// fail writes, which the memory and file streams of the host never do.
+// Scripted streams for the persistence tests: short reads and failing writes,
+// which the host's memory and file streams never produce.
 #pragma once
 
 #include <algorithm>
@@ -10,7 +9,7 @@
 
 #include "persistence/kelbinarystream.h"
 
-// Delivers the bytes given at construction, at most `maxPerRead` per call.
+// Delivers the given bytes, at most `maxPerRead` per call, and records every request.
 class ScriptedInput : public KelBinaryInput {
 public:
     explicit ScriptedInput(std::vector<uint8_t> data, uint64_t maxPerRead = ~uint64_t(0))
@@ -21,17 +20,15 @@ public:
     uint64_t read(void* target, uint64_t byteCount) override
     {
         requests.push_back(byteCount);
-        uint64_t available = position_ < data_.size() ? data_.size() - position_ : 0;
-        uint64_t n = std::min({byteCount, available, maxPerRead_});
+        uint64_t n = std::min({byteCount, uint64_t(data_.size()) - position_, maxPerRead_});
         if (n > 0)
             std::memcpy(target, data_.data() + position_, n);
         position_ += n;
-        if (n < byteCount)
-            short_ = true;
+        short_ = short_ || n < byteCount;
         return n;
     }
-    int64_t tell() override { return static_cast<int64_t>(position_); }
-    void seek(int64_t position, bool) override { position_ = static_cast<uint64_t>(position); }
+    int64_t tell() override { return int64_t(position_); }
+    void seek(int64_t, bool) override {}
     bool good() override { return !short_; }
     void close() override {}
 
@@ -44,9 +41,9 @@ private:
     bool short_ = false;
 };
 
-// Keeps every write as a block of its own, at the position it was made, so a
-// test sees how the buffer was handed on. Positions may be far apart: nothing
-// is stored between blocks.
+// Keeps every write as a block of its own, with the position it was made at,
+// so a test sees how the buffer was handed on; with failWrites set each write
+// fails and leaves the stream bad.
 class RecordingOutput : public KelBinaryOutput {
 public:
     struct Block {
@@ -60,12 +57,9 @@ public:
     {
         const uint8_t* in = static_cast<const uint8_t*>(source);
         blocks.push_back({position_, std::vector<uint8_t>(in, in + byteCount)});
-        if (failWrites) {
-            failed_ = true;
-            return 0;
-        }
-        position_ += static_cast<int64_t>(byteCount);
-        return byteCount;
+        failed_ = failed_ || failWrites;
+        position_ += failWrites ? 0 : int64_t(byteCount);
+        return failWrites ? 0 : byteCount;
     }
     int64_t tell() override { return position_; }
     void seek(int64_t position, bool) override { position_ = position; }
@@ -77,7 +71,7 @@ public:
         std::map<int64_t, uint8_t> out;
         for (const Block& block : blocks)
             for (size_t i = 0; i < block.bytes.size(); ++i)
-                out[block.position + static_cast<int64_t>(i)] = block.bytes[i];
+                out[block.position + int64_t(i)] = block.bytes[i];
         return out;
     }
     std::vector<size_t> blockSizes() const
