@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "component/interfacenamelist.h"
+#include "text/utf16text.h"
 
 namespace {
 
@@ -25,41 +26,6 @@ void answerQuery(Interface* self, const char* className, const char* name, void*
         kelSetOut(out, static_cast<IKelUnknown*>(self));
     else
         kelSetOut(out, nullptr);
-}
-
-void appendUtf8(std::string& out, char32_t c)
-{
-    if (c < 0x80) {
-        out += static_cast<char>(c);
-    } else if (c < 0x800) {
-        out += static_cast<char>(0xC0 | (c >> 6));
-        out += static_cast<char>(0x80 | (c & 0x3F));
-    } else if (c < 0x10000) {
-        out += static_cast<char>(0xE0 | (c >> 12));
-        out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-        out += static_cast<char>(0x80 | (c & 0x3F));
-    } else {
-        out += static_cast<char>(0xF0 | (c >> 18));
-        out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-        out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-        out += static_cast<char>(0x80 | (c & 0x3F));
-    }
-}
-
-// The UTF-8 form of a text of 16-bit units; pairs are joined, a lone
-// surrogate is written as the three bytes of its code point, so that a
-// message shows every unit it holds.
-std::string messageUtf8(const KelWideString& text)
-{
-    std::string out;
-    const char16_t* units = text.chars();
-    for (int32_t i = 0, length = text.length(); i < length; ++i) {
-        char32_t c = units[i];
-        if (c >= 0xD800 && c < 0xDC00 && i + 1 < length && units[i + 1] >= 0xDC00 && units[i + 1] < 0xE000)
-            c = 0x10000 + ((c - 0xD800) << 10) + (units[++i] - 0xDC00);
-        appendUtf8(out, c);
-    }
-    return out;
 }
 
 // Names are short: a plain loop beats a library call here.
@@ -275,7 +241,7 @@ void HostScript::queryInterface(const char* name, void* out, bool flag)
 
 void HostScriptEngine::reportError(const KelWideString& message, int32_t flags)
 {
-    messages_.push_back(messageUtf8(message));
+    messages_.push_back(kelUtf8OfUnits(message.chars(), KelLoneSurrogate::threeBytes));
     if (!quiet) {
         std::fputs(messages_.back().c_str(), stderr);
         std::fputc('\n', stderr);

@@ -52,11 +52,6 @@ private:
 // The exit status of kelhost for an interpreter status: 0 for 0, 1 otherwise.
 int scriptExitStatus(int32_t status);
 
-// UTF-8 to code units (pairs above U+FFFF) and back. Invalid bytes become
-// U+FFFD; a lone surrogate becomes U+FFFD on the way out.
-KelWideString hostUnitsOfUtf8(const std::string& text);
-std::string hostUtf8OfUnits(const KelWideString& text);
-
 // The interactive console: reads statements from standard input with line
 // editing and history, continuation lines for blocks and open brackets, and
 // runs each statement. Gives 0 at the end of input.

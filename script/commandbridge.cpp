@@ -11,7 +11,7 @@
 #include "component/kelassert.h"
 #include "memory/keltranslator.h"
 #include "script/scriptinterpreterpython.h"
-#include "script/utf16text.h"
+#include "text/utf16text.h"
 #include "script/valueconversion.h"
 #include "text/kelwidestring.h"
 
@@ -28,7 +28,7 @@ void reportToUser(const char* message, const std::string& argument)
     KelWideString text;
     // Python gives its texts as UTF-8: the message keeps every character,
     // and a byte that is not valid UTF-8 stands for itself.
-    const KelWideString wide = kelUnitsOfUtf8Lenient(argument);
+    const KelWideString wide = kelUnitsOfUtf8(argument, KelBadByte::keep);
     kelTranslate(&text, message, &wide);
     engine->reportError(text, 0);
 }

@@ -15,7 +15,7 @@
 #include "script/commandbridge.h"
 #include "script/pyref.h"
 #include "script/pythonrun.h"
-#include "script/utf16text.h"
+#include "text/utf16text.h"
 
 ScriptInterpreterPython* ScriptInterpreterPython::instance_ = nullptr;
 
@@ -181,7 +181,7 @@ bool ScriptInterpreterPython::writeValue(std::ostream& out, IScriptValue* val)
         text.replaceAll(KelWideString(u"\\", kelBorrow), KelWideString(u"\\\\", kelBorrow));
         // Proper UTF-8 (pairs as one character) so that Python reads every
         // character back; a lone surrogate goes in as its \u escape.
-        out << "u'" << kelUtf8OfUnits(text.chars(), true) << "'";
+        out << "u'" << kelUtf8OfUnits(text.chars(), KelLoneSurrogate::escape) << "'";
         return true;
     }
     return ScriptInterpreter::writeValue(out, val);

@@ -20,7 +20,7 @@
 #include "memory/keltranslator.h"
 #include "script/pythonrun.h"
 #include "script/scriptinterpreterpython.h"
-#include "script/utf16text.h"
+#include "text/utf16text.h"
 
 namespace {
 
@@ -84,7 +84,7 @@ void ScriptInterpreterPython::reportFailure(const KelPath& errorFile)
         return;
     in >> std::noskipws;
     std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    KelWideString text = kelUnitsOfUtf8Lenient(bytes);
+    KelWideString text = kelUnitsOfUtf8(bytes, KelBadByte::keep);
     if (text.isEmpty())
         return;
     SPtr<IScriptEngine> engine;
@@ -153,7 +153,7 @@ int32_t ScriptInterpreterPython::runString(const KelWideString& text)
     }
     int32_t result = -1;
     try {
-        result = kelPythonRunText(kelUtf8OfUnits(text.chars(), false).c_str());
+        result = kelPythonRunText(kelUtf8OfUnits(text.chars(), KelLoneSurrogate::threeBytes).c_str());
     } catch (...) {
         result = -1;
     }

@@ -1,5 +1,5 @@
-// UTF-8 and UTF-16 as Python needs them.
-#include "script/utf16text.h"
+// Full UTF-8 and 16-bit code units.
+#include "text/utf16text.h"
 
 namespace {
 
@@ -53,7 +53,7 @@ int validSequence(const unsigned char* p, const unsigned char* end, uint32_t& c)
 
 }  // namespace
 
-std::string kelUtf8OfUnits(const char16_t* units, bool escapeLoneSurrogates)
+std::string kelUtf8OfUnits(const char16_t* units, KelLoneSurrogate lone)
 {
     static const char hex[] = "0123456789abcdef";
     std::string out;
@@ -62,18 +62,20 @@ std::string kelUtf8OfUnits(const char16_t* units, bool escapeLoneSurrogates)
         if (isHigh(c) && isLow(units[1])) {
             c = 0x10000 + ((c - 0xD800) << 10) + (units[1] - 0xDC00);
             ++units;
-        } else if ((isHigh(c) || isLow(c)) && escapeLoneSurrogates) {
+        } else if ((isHigh(c) || isLow(c)) && lone == KelLoneSurrogate::escape) {
             out += "\\u";
             for (int shift = 12; shift >= 0; shift -= 4)
                 out += hex[(c >> shift) & 15];
             continue;
+        } else if ((isHigh(c) || isLow(c)) && lone == KelLoneSurrogate::replace) {
+            c = 0xFFFD;
         }
         appendCodePoint(out, c);
     }
     return out;
 }
 
-KelWideString kelUnitsOfUtf8Lenient(const std::string& bytes)
+KelWideString kelUnitsOfUtf8(const std::string& bytes, KelBadByte bad)
 {
     std::u16string units;
     const auto* p = reinterpret_cast<const unsigned char*>(bytes.data());
@@ -82,7 +84,8 @@ KelWideString kelUnitsOfUtf8Lenient(const std::string& bytes)
         uint32_t c = 0;
         int length = validSequence(p, end, c);
         if (length == 0) {
-            units += static_cast<char16_t>(*p++);
+            units += bad == KelBadByte::keep ? static_cast<char16_t>(*p) : u'\xFFFD';
+            ++p;
             continue;
         }
         p += length;
