@@ -28,6 +28,16 @@ uint64_t readFully(int fd, uint8_t* target, uint64_t byteCount)
     return done;
 }
 
+// Moves the descriptor to `target`; a refused seek leaves the stream failed.
+void seekDescriptor(int fd, int64_t target, int64_t& position, bool& failed)
+{
+    long long now = kelLseeki64(fd, target, kelSeekSet);
+    if (now < 0)
+        failed = true;
+    else
+        position = now;
+}
+
 }  // namespace
 
 KelFileInput::KelFileInput(const std::string& path, uint32_t presetWidth)
@@ -65,15 +75,8 @@ uint64_t KelFileInput::read(void* target, uint64_t byteCount)
 
 void KelFileInput::seek(int64_t position, bool absolute)
 {
-    if (fd_ < 0)
-        return;
-    int64_t target = absolute ? position : position_ + position;
-    long long now = kelLseeki64(fd_, target, kelSeekSet);
-    if (now < 0) {
-        failed_ = true;
-        return;
-    }
-    position_ = now;
+    if (fd_ >= 0)
+        seekDescriptor(fd_, absolute ? position : position_ + position, position_, failed_);
 }
 
 void KelFileInput::close()
@@ -122,13 +125,6 @@ uint64_t KelFileOutput::write(const void* source, uint64_t byteCount)
 
 void KelFileOutput::seek(int64_t position, bool absolute)
 {
-    if (fd_ < 0)
-        return;
-    int64_t target = absolute ? position : position_ + position;
-    long long now = kelLseeki64(fd_, target, kelSeekSet);
-    if (now < 0) {
-        failed_ = true;
-        return;
-    }
-    position_ = now;
+    if (fd_ >= 0)
+        seekDescriptor(fd_, absolute ? position : position_ + position, position_, failed_);
 }

@@ -95,6 +95,17 @@ void ScriptInterpreterPython::reportFailure(const KelPath& errorFile)
     engine->reportError(message, 0);
 }
 
+// Puts the streams back after a run and hands a failed run's error file to
+// the host; true in the console, where no error file was opened.
+bool ScriptInterpreterPython::restoreStreams(bool console, int32_t result, const KelPath& errorFile)
+{
+    run(console ? kRestoreBothText : kRestoreErrorText);
+    kelPythonFlushStdio();
+    if (!console && result < 0)
+        reportFailure(errorFile);
+    return console;
+}
+
 int32_t ScriptInterpreterPython::runFile(const KelWideString& path)
 {
     if (!scriptFactory)
@@ -122,15 +133,8 @@ int32_t ScriptInterpreterPython::runFile(const KelWideString& path)
     } catch (...) {
         // A host exception ends the script; the streams are restored below.
     }
-    if (console) {
-        run(kRestoreBothText);
-        kelPythonFlushStdio();
+    if (restoreStreams(console, result, errorFile))
         return result;
-    }
-    run(kRestoreErrorText);
-    kelPythonFlushStdio();
-    if (result < 0)
-        reportFailure(errorFile);
     // The nested runString has normally removed the file already; removing
     // it again would only print a FileNotFoundError after every script.
     if (fileExists(errorFile.forOpen()))
@@ -157,15 +161,8 @@ int32_t ScriptInterpreterPython::runString(const KelWideString& text)
     } catch (...) {
         result = -1;
     }
-    if (console) {
-        run(kRestoreBothText);
-        kelPythonFlushStdio();
+    if (restoreStreams(console, result, errorFile))
         return result;
-    }
-    run(kRestoreErrorText);
-    kelPythonFlushStdio();
-    if (result < 0)
-        reportFailure(errorFile);
     run("os.remove(" + errorLiteral + ")");
     return result;
 }
