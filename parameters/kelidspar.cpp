@@ -128,7 +128,7 @@ bool readIDList(void* context, KelChunkReader& reader, int chunkId)
         return true;
     }
     for (int32_t i = 0; i < n; ++i) {
-        if (!reader.readIDChunk(scratch).good())
+        if (!reader.readListedID(scratch))
             break;
         ids.push(scratch);
     }

@@ -9,6 +9,14 @@
 #include "persistence/kelbigendian.h"
 #include "text/qtxcstring.h"
 
+// Identity chunks come by the million in a list: their reading and writing
+// are compiled as one body each, without calls between head, fields and end.
+#if defined(__GNUC__)
+#define KEL_ONE_BODY __attribute__((flatten))
+#else
+#define KEL_ONE_BODY
+#endif
+
 namespace {
 
 constexpr const char* kelfileName = ".\\kelfile";
@@ -181,7 +189,7 @@ bool KelChunkReader::readWholeIDChunk(KelID& id)
     return true;
 }
 
-KelChunkReader& KelChunkReader::readIDChunk(KelID& id)
+KEL_ONE_BODY KelChunkReader& KelChunkReader::readIDChunk(KelID& id)
 {
     if (readWholeIDChunk(id))
         return *this;
@@ -289,7 +297,7 @@ KelChunkWriter& KelChunkWriter::writeCStringChunk(const KelCString& text)
     return *this;
 }
 
-KelChunkWriter& KelChunkWriter::writeIDChunk(const KelID& id)
+KEL_ONE_BODY KelChunkWriter& KelChunkWriter::writeIDChunk(const KelID& id)
 {
     beginChunk(kelChunkID, 0);
     writeID(id, bo_);

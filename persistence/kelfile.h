@@ -84,6 +84,9 @@ public:
     KelBinaryInput* stream();
     bool good() const;
     KelChunkReader& readIDChunk(KelID& id);
+    // readIDChunk(id).good() for a loop over a list, without asking the
+    // stream once more: the read has just asked it.
+    bool readListedID(KelID& id) { return readIDChunk(id).good_ && bi_; }
 
     // Marks the reader bad, for a caller that finds a payload it reads by
     // itself inconsistent; like every failure it is sticky.
