@@ -21,36 +21,28 @@ std::vector<uint32_t> enumerate(IdTable& table)
 {
     std::vector<uint32_t> keys;
     IdTable::Cursor cursor(&table);
-    if (!cursor.node)
-        return keys;
-    keys.push_back(cursor.key.data1);
-    while (cursor.step())
+    for (bool more = cursor.node != nullptr; more; more = cursor.step())
         keys.push_back(cursor.key.data1);
     return keys;
 }
 
 TEST(KelHashTableTest, NextTableSizeWalksThePrimesAndStopsAtTheLast)
 {
-    EXPECT_EQ(nextTableSize(0), 2u);
-    EXPECT_EQ(nextTableSize(2), 3u);
-    EXPECT_EQ(nextTableSize(99), 131u);
-    EXPECT_EQ(nextTableSize(131), 257u);
-    EXPECT_EQ(nextTableSize(1073741826u), 1073741827u);
-    EXPECT_EQ(nextTableSize(1073741827u), 2147483659u);
-    EXPECT_EQ(nextTableSize(2147483659u), 2147483659u);
-    EXPECT_EQ(nextTableSize(4294967295u), 2147483659u);
+    const uint32_t cases[][2] = {{0, 2}, {2, 3}, {99, 131}, {131, 257}, {1073741826u, 1073741827u},
+                                 {1073741827u, 2147483659u}, {2147483659u, 2147483659u}, {4294967295u, 2147483659u}};
+    for (const auto& c : cases)
+        EXPECT_EQ(nextTableSize(c[0]), c[1]) << c[0];
 }
 
 TEST(KelHashTableTest, GrowsAtALoadOfFourFifths)
 {
     IdTable table(131);
     EXPECT_EQ(table.buckets, nullptr);
-    for (uint32_t i = 0; i < 104; ++i)
+    for (uint32_t i = 0; i <= 104; ++i) {
+        EXPECT_EQ(table.size, 131u);
         table.findOrInsert(idWithHash(i * 7));
-    EXPECT_EQ(table.size, 131u);
-    EXPECT_EQ(table.count, 104u);
-    table.findOrInsert(idWithHash(104 * 7));
-    EXPECT_EQ(table.size, 257u);
+    }
+    EXPECT_EQ(table.size, 257u);  // the 105th node
     EXPECT_EQ(table.count, 105u);
     for (uint32_t i = 0; i <= 104; ++i) {
         IdTable::Node* node = table.find(idWithHash(i * 7));
@@ -68,7 +60,6 @@ TEST(KelHashTableTest, LookupGivesTheBucketAndMatchesAllFields)
     void** first = table.findOrInsert(idWithHash(25, 1));
     *first = first;
     EXPECT_EQ(table.findOrInsert(idWithHash(25, 1)), first);
-    EXPECT_EQ(table.count, 1u);
     // Same hash, different last byte: a second node in the same chain.
     void** second = table.findOrInsert(idWithHash(25, 2));
     EXPECT_NE(second, first);
@@ -81,28 +72,24 @@ TEST(KelHashTableTest, EnumerationFollowsBucketsThenChainsAndResizeReversesChain
 {
     IdTable table(11);
     EXPECT_TRUE(enumerate(table).empty());
-    table.findOrInsert(idWithHash(14));  // bucket 3
-    table.findOrInsert(idWithHash(3));   // bucket 3, new head
-    table.findOrInsert(idWithHash(1));   // bucket 1
+    for (uint32_t key : {14u, 3u, 1u})  // 14 and 3 share bucket 3, 3 becomes its head
+        table.findOrInsert(idWithHash(key));
     EXPECT_EQ(enumerate(table), (std::vector<uint32_t>{1, 3, 14}));
-    // A resize to 257 keeps each key in a bucket of its own, walked upward.
     table.resize(257);
     EXPECT_EQ(enumerate(table), (std::vector<uint32_t>{1, 3, 14}));
-    // Two keys of one chain come out reversed by a resize.
+
     IdTable chained(11);
     chained.findOrInsert(idWithHash(2));
     chained.findOrInsert(idWithHash(57));
     EXPECT_EQ(enumerate(chained), (std::vector<uint32_t>{57, 2}));
-    chained.resize(5);  // 2 and 57 share bucket 2 again, in reversed order
+    chained.resize(5);  // still one bucket, in reversed order
     EXPECT_EQ(enumerate(chained), (std::vector<uint32_t>{2, 57}));
-    // Resizing to 0 or to the same size does nothing.
-    chained.resize(0);
+    chained.resize(0);  // ignored, as is the same size
     chained.resize(5);
     EXPECT_EQ(chained.size, 5u);
     EXPECT_EQ(enumerate(chained), (std::vector<uint32_t>{2, 57}));
 }
 
-// A class entry that the registry test puts in for a while.
 class ReplacementItem : public KelItemFactory {
 public:
     using KelItemFactory::KelItemFactory;
@@ -116,10 +103,9 @@ public:
 TEST(ClassRegistryTest, EnumeratesTheTwoClassesInBucketOrder)
 {
     KelDefaultClassFactory* registry = KelDefaultClassFactory::instance();
-    EXPECT_EQ(registry, KelDefaultClassFactory::instance());
     EXPECT_EQ(registry->classCount(), 2u);
     EXPECT_EQ(KelDefaultClassFactory::table().size, 131u);
-    for (int round = 0; round < 2; ++round) {
+    for (int round = 0; round < 2; ++round) {  // the cursor starts over
         KelID id;
         ASSERT_TRUE(registry->firstClass(&id));
         EXPECT_EQ(id, kelPythonInitializerId());
@@ -130,8 +116,6 @@ TEST(ClassRegistryTest, EnumeratesTheTwoClassesInBucketOrder)
     EXPECT_STREQ(registry->classNameOf(&kelPythonInitializerId()), "PythonInitializer");
     EXPECT_STREQ(registry->classNameOf(&kelScriptInterpreterPythonId()), "ScriptInterpreterPython");
     EXPECT_EQ(registry->classNameOf(&kelComponentId()), nullptr);
-    EXPECT_EQ(kelPythonInitializerId().data1 % 131, 17u);
-    EXPECT_EQ(kelScriptInterpreterPythonId().data1 % 131, 98u);
 }
 
 TEST(ClassRegistryTest, AnItemUnderATakenIdentityReplacesTheEarlierOne)
@@ -139,12 +123,10 @@ TEST(ClassRegistryTest, AnItemUnderATakenIdentityReplacesTheEarlierOne)
     KelDefaultClassFactory* registry = KelDefaultClassFactory::instance();
     KelItemFactory* original = KelDefaultClassFactory::table().find(kelPythonInitializerId())->value;
     static ReplacementItem replacement("Replacement", kelPythonInitializerId());
-    EXPECT_EQ(registry->classCount(), 2u);
     EXPECT_STREQ(registry->classNameOf(&kelPythonInitializerId()), "Replacement");
     IKelUnknown* out = nullptr;
     EXPECT_EQ(registry->createClass(&kelPythonInitializerId(), &out), 7u);
     registry->registerItem(nullptr);
-    EXPECT_EQ(registry->classCount(), 2u);
     registry->registerItem(original);
     EXPECT_STREQ(registry->classNameOf(&kelPythonInitializerId()), "PythonInitializer");
     EXPECT_EQ(registry->classCount(), 2u);
