@@ -1,6 +1,7 @@
 // EntryPoint, the component object, createClass and the initializer.
 #include <gtest/gtest.h>
 
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -26,53 +27,48 @@ IPtr<IKelComponent> makeComponent()
     return IPtr<IKelComponent>(component);
 }
 
-class RecordingDataStore : public IDataStore {
+template <class... Words>
+std::string line(const Words&... words)
+{
+    std::ostringstream out;
+    ((out << words << ' '), ...);
+    return out.str();
+}
+
+// The data store and the error service in one, recording every call.
+class RecordingHost : public IDataStore, public IKelErrorService {
 public:
     std::vector<std::string> calls;
     bool sharedEmptyGiven = true;
+    IKelCompInternal* reenter = nullptr;
 
-    void declareAppStateGroup(const char* group) override { calls.push_back(std::string("group ") + group); }
+    void declareAppStateGroup(const char* group) override { calls.push_back(line("group", group)); }
     void declareIntAppState(const char* name, int a, int b, int c, int d) override
     {
-        calls.push_back(std::string("int ") + name + " " + std::to_string(a) + " " + std::to_string(b) + " " +
-                        std::to_string(c) + " " + std::to_string(d));
+        calls.push_back(line("int", name, a, b, c, d));
     }
     void declareStringAppState(const char* name, int maxLength, const KelWideString& initial, int flags) override
     {
         sharedEmptyGiven = sharedEmptyGiven && &initial == &KelWideString::emptyString();
-        calls.push_back(std::string("string ") + name + " " + std::to_string(maxLength) + " " +
-                        std::to_string(flags));
+        calls.push_back(line("string", name, maxLength, flags));
     }
     int getBool(const char*, int defaultValue) override { return defaultValue; }
     const KelWideString& getString(const char*, int) override { return KelWideString::emptyString(); }
-    void queryInterface(const char* name, void* out, bool) override
-    {
-        kelSetOut(out, kelSameName(name, "IDataStore") ? static_cast<IDataStore*>(this) : nullptr);
-    }
-    const char* className() override { return "RecordingDataStore"; }
-};
-
-class RecordingErrors : public IKelErrorService {
-public:
-    struct Report {
-        std::u16string message;
-        int level;
-        bool emptyContext;
-    };
-    std::vector<Report> reports;
-    IKelCompInternal* reenter = nullptr;
-
     void reportError(const KelWideString& message, int* level, const KelCString& context) override
     {
-        reports.push_back({std::u16string(message.chars()), *level, context.isEmpty()});
+        calls.push_back(line(message.utf8(), *level, context.isEmpty()));
         if (reenter)
             reenter->runTest(nullptr);
     }
     void queryInterface(const char* name, void* out, bool) override
     {
-        kelSetOut(out, kelSameName(name, "IKelErrorService") ? static_cast<IKelErrorService*>(this) : nullptr);
+        kelSetOut(out, nullptr);
+        if (kelSameName(name, "IDataStore"))
+            kelSetOut(out, static_cast<IDataStore*>(this));
+        else if (kelSameName(name, "IKelErrorService"))
+            kelSetOut(out, static_cast<IKelErrorService*>(this));
     }
-    const char* className() override { return "RecordingErrors"; }
+    const char* className() override { return "RecordingHost"; }
 };
 
 TEST(EntryPointTest, WritesNothingWithoutAnOutPointerAndVersion100Otherwise)
@@ -82,11 +78,11 @@ TEST(EntryPointTest, WritesNothingWithoutAnOutPointerAndVersion100Otherwise)
     EXPECT_EQ(version, 7u);
 
     IKelComponent* component = nullptr;
+    IKelComponent* second = nullptr;
     EXPECT_EQ(EntryPoint(&version, &component), 1);
     ASSERT_NE(component, nullptr);
     EXPECT_EQ(version, 100u);
     EXPECT_EQ(component->refCount(), 0u);  // the first reference is the host's
-    IKelComponent* second = nullptr;
     EXPECT_EQ(EntryPoint(&version, &second), 1);
     EXPECT_NE(second, component);
     IPtr<IKelComponent> holdFirst(component), holdSecond(second);
@@ -99,16 +95,13 @@ TEST(ComponentObjectTest, AnswersItsNamesAndDescribesTheComponent)
     IKelCompInternal* internal = kelQuery<IKelCompInternal>(component.get());
     ASSERT_NE(internal, nullptr);
     EXPECT_EQ(kelQuery<IKelComponent>(internal), component.get());
-    EXPECT_EQ(kelQuery<IKelUnknown>(internal), kelQuery<IKelUnknown>(component.get()));
-    EXPECT_EQ(kelQuery<IKelUnknown>(component.get()), static_cast<IKelUnknown*>(component.get()));
+    EXPECT_EQ(kelQuery<IKelUnknown>(internal), static_cast<IKelUnknown*>(component.get()));
     void* out = &out;
     component->queryInterface("IKelClcBinary", &out, false);
     EXPECT_EQ(out, nullptr);
-
-    KelInterfaceNameList list;
+    KelInterfaceNameList list;  // the component object lists no names
     component->queryInterface(nullptr, &list, false);
-    EXPECT_EQ(list.entries->count, 0);
-    EXPECT_EQ(list.classStack->count, 0);
+    EXPECT_EQ(list.entries->count + list.classStack->count, 0);
 
     EXPECT_STREQ(component->className(), "KelBaseComponent");
     EXPECT_STREQ(internal->componentName(), "PythonComponent");
@@ -119,7 +112,6 @@ TEST(ComponentObjectTest, AnswersItsNamesAndDescribesTheComponent)
     const uint8_t bytes[16] = {0xd5, 0x1c, 0x76, 0x2a, 0xf8, 0x50, 0xbb, 0x49,
                                0xa6, 0x0f, 0x81, 0xa2, 0xca, 0x2a, 0x58, 0x8d};
     EXPECT_EQ(*internal->componentId(), KelID::fromMemoryBytes(bytes));
-    EXPECT_EQ(internal->componentId()->data1, 0x2a761cd5u);
 
     IKelClcBinary* binary = component->clcBinary();
     ASSERT_NE(binary, nullptr);
@@ -144,8 +136,7 @@ TEST(CreateClassTest, KindsAndCountsPerIdentity)
     EXPECT_EQ(component->createClass(&kelPythonInitializerId(), &second), 1u);
     ASSERT_NE(first, nullptr);
     EXPECT_NE(first, second);
-    EXPECT_EQ(first->refCount(), 0u);
-    EXPECT_EQ(second->refCount(), 0u);
+    EXPECT_EQ(first->refCount() + second->refCount(), 0u);
     EXPECT_STREQ(first->className(), "PythonInitializer");
     EXPECT_NE(kelQuery<IKelInitializer>(first), nullptr);
     IPtr<IKelUnknown> dropFirst(first), dropSecond(second);
@@ -153,54 +144,45 @@ TEST(CreateClassTest, KindsAndCountsPerIdentity)
     IKelUnknown* interpreter = nullptr;
     IKelUnknown* again = nullptr;
     EXPECT_EQ(component->createClass(&kelScriptInterpreterPythonId(), &interpreter), 2u);
-    // The entry keeps one reference; the caller gets none.
-    EXPECT_EQ(interpreter->refCount(), 1u);
     EXPECT_EQ(component->createClass(&kelScriptInterpreterPythonId(), &again), 2u);
     EXPECT_EQ(again, interpreter);
-    EXPECT_EQ(interpreter->refCount(), 1u);
+    EXPECT_EQ(interpreter->refCount(), 1u);  // the entry keeps one reference; the caller gets none
     EXPECT_STREQ(interpreter->className(), "ScriptInterpreterPython");
 }
 
 TEST(PythonInitializerTest, DeclaresTheApplicationStatesInOrder)
 {
     TestServiceProvider provider;
-    RecordingDataStore store;
-    store.addRef();
-    provider.add("IDataStore", &store);
+    RecordingHost host;
+    host.addRef();
+    provider.add("IDataStore", &host);
     IPtr<IKelComponent> component = makeComponent();
     IKelUnknown* object = nullptr;
     component->createClass(&kelPythonInitializerId(), &object);
     IPtr<IKelUnknown> hold(object);
     kelQuery<IKelInitializer>(object)->initialize();
-    EXPECT_EQ(store.calls, (std::vector<std::string>{"group Python", "string Python/Output String 1024 0",
-                                                     "string Python/Error String 1024 0",
-                                                     "int Python/Redirect Output 1 0 1 0"}));
-    EXPECT_TRUE(store.sharedEmptyGiven);
-    EXPECT_EQ(store.refCount(), 1u);  // the initializer's SPtr let go again
+    EXPECT_EQ(host.calls, (std::vector<std::string>{"group Python ", "string Python/Output String 1024 0 ",
+                                                    "string Python/Error String 1024 0 ",
+                                                    "int Python/Redirect Output 1 0 1 0 "}));
+    EXPECT_TRUE(host.sharedEmptyGiven);
+    EXPECT_EQ(host.refCount(), 1u);  // the initializer's SPtr let go again
 }
 
 TEST(RunTestTest, ReportsTheTestValueOnceEvenWhenAReportReenters)
 {
     TestServiceProvider provider;
     provider.testValueResult = 0x1241;  // the low byte, 'A', is what counts
-    RecordingErrors errors;
-    errors.addRef();
+    RecordingHost host;
+    host.addRef();
     IPtr<IKelComponent> component = makeComponent();
     IKelCompInternal* internal = kelQuery<IKelCompInternal>(component.get());
     internal->runTest(nullptr);  // no error service: both reports skipped
-    provider.add("IKelErrorService", &errors);
-    errors.reenter = internal;
+    provider.add("IKelErrorService", &host);
+    host.reenter = internal;
     internal->runTest(nullptr);
-    ASSERT_EQ(errors.reports.size(), 2u);
-    EXPECT_EQ(errors.reports[0].message, u"Unable to get test service");
-    EXPECT_EQ(errors.reports[1].message, u"A");
-    for (const auto& report : errors.reports) {
-        EXPECT_EQ(report.level, 1);
-        EXPECT_TRUE(report.emptyContext);
-    }
-    // The flag is cleared again afterwards.
-    errors.reenter = nullptr;
+    EXPECT_EQ(host.calls, (std::vector<std::string>{"Unable to get test service 1 1 ", "A 1 1 "}));
+    host.reenter = nullptr;  // the flag was cleared again afterwards
     internal->runTest(nullptr);
-    EXPECT_EQ(errors.reports.size(), 4u);
+    EXPECT_EQ(host.calls.size(), 4u);
 }
 }  // namespace
