@@ -71,51 +71,45 @@ public:
     const char* className() override { return "RecordingHost"; }
 };
 
-TEST(EntryPointTest, WritesNothingWithoutAnOutPointerAndVersion100Otherwise)
+TEST(EntryPointTest, WritesNothingWithoutAnOutPointerAndGivesTheComponentObject)
 {
     uint32_t version = 7;
     EXPECT_EQ(EntryPoint(&version, nullptr), 0);
     EXPECT_EQ(version, 7u);
-
-    IKelComponent* component = nullptr;
-    IKelComponent* second = nullptr;
-    EXPECT_EQ(EntryPoint(&version, &component), 1);
-    ASSERT_NE(component, nullptr);
+    IKelComponent *raw = nullptr, *second = nullptr;
+    EXPECT_EQ(EntryPoint(&version, &raw), 1);
+    ASSERT_NE(raw, nullptr);
     EXPECT_EQ(version, 100u);
-    EXPECT_EQ(component->refCount(), 0u);  // the first reference is the host's
+    EXPECT_EQ(raw->refCount(), 0u);  // the first reference is the host's
     EXPECT_EQ(EntryPoint(&version, &second), 1);
-    EXPECT_NE(second, component);
-    IPtr<IKelComponent> holdFirst(component), holdSecond(second);
-    EXPECT_EQ(component->refCount(), 1u);
-}
+    EXPECT_NE(second, raw);
+    IPtr<IKelComponent> component(raw), holdSecond(second);
+    EXPECT_EQ(raw->refCount(), 1u);
 
-TEST(ComponentObjectTest, AnswersItsNamesAndDescribesTheComponent)
-{
-    IPtr<IKelComponent> component = makeComponent();
-    IKelCompInternal* internal = kelQuery<IKelCompInternal>(component.get());
+    IKelCompInternal* internal = kelQuery<IKelCompInternal>(raw);
     ASSERT_NE(internal, nullptr);
-    EXPECT_EQ(kelQuery<IKelComponent>(internal), component.get());
-    EXPECT_EQ(kelQuery<IKelUnknown>(internal), static_cast<IKelUnknown*>(component.get()));
+    EXPECT_EQ(kelQuery<IKelComponent>(internal), raw);
+    EXPECT_EQ(kelQuery<IKelUnknown>(internal), static_cast<IKelUnknown*>(raw));
     void* out = &out;
-    component->queryInterface("IKelClcBinary", &out, false);
+    raw->queryInterface("IKelClcBinary", &out, false);
     EXPECT_EQ(out, nullptr);
     KelInterfaceNameList list;  // the component object lists no names
-    component->queryInterface(nullptr, &list, false);
+    raw->queryInterface(nullptr, &list, false);
     EXPECT_EQ(list.entries->count + list.classStack->count, 0);
 
-    EXPECT_STREQ(component->className(), "KelBaseComponent");
+    EXPECT_STREQ(raw->className(), "KelBaseComponent");
     EXPECT_STREQ(internal->componentName(), "PythonComponent");
     EXPECT_STREQ(internal->buildStamp(), "2011-10-27 13:41");
-    EXPECT_STREQ(component->buildStamp(), "2011-10-27 13:41");
+    EXPECT_STREQ(raw->buildStamp(), "2011-10-27 13:41");
     EXPECT_TRUE(internal->alwaysTrue());
     EXPECT_EQ(internal->classCount(), 2u);
     const uint8_t bytes[16] = {0xd5, 0x1c, 0x76, 0x2a, 0xf8, 0x50, 0xbb, 0x49,
                                0xa6, 0x0f, 0x81, 0xa2, 0xca, 0x2a, 0x58, 0x8d};
     EXPECT_EQ(*internal->componentId(), KelID::fromMemoryBytes(bytes));
 
-    IKelClcBinary* binary = component->clcBinary();
+    IKelClcBinary* binary = raw->clcBinary();
     ASSERT_NE(binary, nullptr);
-    EXPECT_EQ(binary, component->clcBinary());
+    EXPECT_EQ(binary, raw->clcBinary());
     EXPECT_EQ(binary->version(), 1u);
     EXPECT_EQ(binary->length(), 16u);
     EXPECT_EQ(binary->refCount(), 0u);
@@ -130,8 +124,7 @@ TEST(CreateClassTest, KindsAndCountsPerIdentity)
     EXPECT_EQ(component->createClass(&kelComponentId(), &out), 0u);
     EXPECT_EQ(out, sentinel);
 
-    IKelUnknown* first = nullptr;
-    IKelUnknown* second = nullptr;
+    IKelUnknown *first = nullptr, *second = nullptr;
     EXPECT_EQ(component->createClass(&kelPythonInitializerId(), &first), 1u);
     EXPECT_EQ(component->createClass(&kelPythonInitializerId(), &second), 1u);
     ASSERT_NE(first, nullptr);
@@ -141,8 +134,7 @@ TEST(CreateClassTest, KindsAndCountsPerIdentity)
     EXPECT_NE(kelQuery<IKelInitializer>(first), nullptr);
     IPtr<IKelUnknown> dropFirst(first), dropSecond(second);
 
-    IKelUnknown* interpreter = nullptr;
-    IKelUnknown* again = nullptr;
+    IKelUnknown *interpreter = nullptr, *again = nullptr;
     EXPECT_EQ(component->createClass(&kelScriptInterpreterPythonId(), &interpreter), 2u);
     EXPECT_EQ(component->createClass(&kelScriptInterpreterPythonId(), &again), 2u);
     EXPECT_EQ(again, interpreter);
@@ -150,13 +142,18 @@ TEST(CreateClassTest, KindsAndCountsPerIdentity)
     EXPECT_STREQ(interpreter->className(), "ScriptInterpreterPython");
 }
 
-TEST(PythonInitializerTest, DeclaresTheApplicationStatesInOrder)
-{
+// A component whose provider offers the recording host.
+class HostedComponentTest : public testing::Test {
+protected:
+    HostedComponentTest() { host.addRef(); }
     TestServiceProvider provider;
     RecordingHost host;
-    host.addRef();
-    provider.add("IDataStore", &host);
     IPtr<IKelComponent> component = makeComponent();
+};
+
+TEST_F(HostedComponentTest, TheInitializerDeclaresTheApplicationStatesInOrder)
+{
+    provider.add("IDataStore", &host);
     IKelUnknown* object = nullptr;
     component->createClass(&kelPythonInitializerId(), &object);
     IPtr<IKelUnknown> hold(object);
@@ -168,13 +165,9 @@ TEST(PythonInitializerTest, DeclaresTheApplicationStatesInOrder)
     EXPECT_EQ(host.refCount(), 1u);  // the initializer's SPtr let go again
 }
 
-TEST(RunTestTest, ReportsTheTestValueOnceEvenWhenAReportReenters)
+TEST_F(HostedComponentTest, RunTestReportsTheTestValueOnceEvenWhenAReportReenters)
 {
-    TestServiceProvider provider;
     provider.testValueResult = 0x1241;  // the low byte, 'A', is what counts
-    RecordingHost host;
-    host.addRef();
-    IPtr<IKelComponent> component = makeComponent();
     IKelCompInternal* internal = kelQuery<IKelCompInternal>(component.get());
     internal->runTest(nullptr);  // no error service: both reports skipped
     provider.add("IKelErrorService", &host);
