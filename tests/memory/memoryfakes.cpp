@@ -1,58 +1,47 @@
 // The shared fakes of the memory tests.
 #include "tests/memory/memoryfakes.h"
 
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <utility>
+
 #include "memory/memoryreport.h"
 #include "memory/qtxrealloc.h"
 
 namespace {
 
+using S = ScriptedSyscalls;
+
 void* scriptedMalloc(size_t bytes)
 {
-    ScriptedSyscalls::mallocSizes.push_back(bytes);
-    return bytes >= ScriptedSyscalls::mallocRefuseFrom ? nullptr : ScriptedSyscalls::real.malloc(bytes);
+    S::mallocSizes.push_back(bytes);
+    return bytes >= S::mallocRefuseFrom ? nullptr : S::real.malloc(bytes);
 }
 
 void* scriptedRealloc(void* block, size_t bytes)
 {
-    ScriptedSyscalls::reallocSizes.push_back(bytes);
-    return bytes >= ScriptedSyscalls::reallocRefuseFrom ? nullptr : ScriptedSyscalls::real.realloc(block, bytes);
+    S::reallocSizes.push_back(bytes);
+    return bytes >= S::reallocRefuseFrom ? nullptr : S::real.realloc(block, bytes);
 }
 
 int scriptedOpen(const char* nativePath, int flags, int permissions)
 {
-    ScriptedSyscalls::openedPaths.push_back(nativePath);
-    ScriptedSyscalls::openFlags.push_back(flags);
-    ScriptedSyscalls::openPermissions.push_back(permissions);
-    std::string path = nativePath;
-    bool temporary = path.size() >= 5 && path.compare(path.size() - 5, 5, "-temp") == 0;
-    if (temporary && ScriptedSyscalls::refuseOpen)
-        return -1;
-    int fd = ScriptedSyscalls::real.open(nativePath, flags, permissions);
-    if (temporary)
-        ScriptedSyscalls::tempFd = fd;
-    return fd;
+    S::opens.push_back({nativePath, flags, permissions});
+    return std::exchange(S::refuseOpen, false) ? -1 : S::real.open(nativePath, flags, permissions);
 }
 
 long long scriptedWrite(int fd, const void* data, size_t bytes)
 {
-    ScriptedSyscalls::writeSizes.push_back(bytes);
-    // One-shot: the descriptor number comes back for the report's own file.
-    long long shortBy = 0;
-    if (fd == ScriptedSyscalls::tempFd) {
-        shortBy = ScriptedSyscalls::writeShortBy;
-        ScriptedSyscalls::writeShortBy = 0;
-    }
-    size_t kept = shortBy > 0 && size_t(shortBy) <= bytes ? bytes - size_t(shortBy) : bytes;
-    return ScriptedSyscalls::real.write(fd, data, kept);
+    S::writeSizes.push_back(bytes);
+    if (long long shortBy = std::exchange(S::writeShortBy, 0))
+        return static_cast<long long>(bytes) - shortBy;
+    return S::real.write(fd, data, bytes);
 }
 
 long long scriptedSeek(int fd, long long offset, int origin)
 {
-    if (fd == ScriptedSyscalls::tempFd && ScriptedSyscalls::refuseSeek) {
-        ScriptedSyscalls::refuseSeek = false;
-        return -1;
-    }
-    return ScriptedSyscalls::real.seek(fd, offset, origin);
+    return std::exchange(S::refuseSeek, false) ? -1 : S::real.seek(fd, offset, origin);
 }
 
 }  // namespace
@@ -62,21 +51,12 @@ ScriptedSyscalls::ScriptedSyscalls()
     kelRestoreSyscalls();
     real = kelSyscalls;
     mallocRefuseFrom = reallocRefuseFrom = SIZE_MAX;
-    mallocSizes.clear();
-    reallocSizes.clear();
     refuseOpen = refuseSeek = false;
     writeShortBy = 0;
-    tempFd = -1;
-    openedPaths.clear();
-    openFlags.clear();
-    openPermissions.clear();
-    writeSizes.clear();
+    for (auto* sizes : {&mallocSizes, &reallocSizes, &writeSizes})
+        sizes->clear();
+    opens.clear();
     kelSyscalls = {scriptedMalloc, scriptedRealloc, scriptedOpen, scriptedWrite, scriptedSeek};
-}
-
-ScriptedSyscalls::~ScriptedSyscalls()
-{
-    kelRestoreSyscalls();
 }
 
 FakeManager& processManager()
@@ -109,8 +89,8 @@ FakeMemChecker& processMemChecker()
 
 MemoryHost::MemoryHost(const std::string& directory)
 {
-    store.setString("Directories/Logs Directory", directory);
-    store.setString("Directories/Temp Directory", directory);
+    for (const char* key : {"Directories/Logs Directory", "Directories/Temp Directory"})
+        store.strings[key] = KelWideString(directory.c_str());
     provider.add("IDataStore", &store);
 }
 

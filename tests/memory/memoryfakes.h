@@ -5,11 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <climits>
-#include <filesystem>
-#include <fstream>
 #include <functional>
 #include <map>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -19,6 +16,18 @@
 #include "tests/support/testprovider.h"
 #include "text/kelwidestring.h"
 #include "text/qtxcstring.h"
+
+inline KelWideString wide(const char16_t* units)
+{
+    KelWideString text;
+    text.assign(units);
+    return text;
+}
+
+inline std::u16string units(const KelWideString& text)
+{
+    return text.chars();
+}
 
 // A service that answers to its interface's name and to "IKelUnknown". The
 // test owns it: the count starts at 1, so the code's references never bring
@@ -46,31 +55,29 @@ public:
     void declareAppStateGroup(const char*) override {}
     void declareIntAppState(const char*, int, int, int, int) override {}
     void declareStringAppState(const char*, int, const KelWideString&, int) override {}
-    int getBool(const char* key, int defaultValue) override
-    {
-        auto found = bools.find(key);
-        return found == bools.end() ? defaultValue : found->second;
-    }
-    const KelWideString& getString(const char* key, int) override
-    {
-        auto found = strings.find(key);
-        return found == strings.end() ? KelWideString::emptyString() : found->second;
-    }
-    void setString(const std::string& key, const std::string& value) { strings[key] = KelWideString(value.c_str()); }
+    int getBool(const char* key, int defaultValue) override { return bools.count(key) ? bools[key] : defaultValue; }
+    const KelWideString& getString(const char* key, int) override { return strings[key]; }
 
     std::map<std::string, int> bools;
     std::map<std::string, KelWideString> strings;
+};
+
+// Records each assertion as "expression @ file\n" and lets the code go on.
+class FakeAssertHandler : public FakeService<IKelAssertHandlerCB> {
+public:
+    int handleAssert(const char* expression, const char* file, int) override
+    {
+        calls += std::string(expression) + " @ " + file + "\n";
+        return 0;
+    }
+    std::string calls;
 };
 
 // The host's memory manager; releasePage asks `answer` with the number of the
 // call, counting from 1.
 class FakeManager : public FakeService<KelMM::IKelMManager> {
 public:
-    bool releasePage() override
-    {
-        ++asked;
-        return answer ? answer(asked) : false;
-    }
+    bool releasePage() override { ++asked; return answer && answer(asked); }
     int coreLimit() override { return figures[1]; }
     int swapLimit() override { return figures[3]; }
     int swapNow() override { return figures[2]; }
@@ -88,10 +95,7 @@ public:
                         int unit) override
     {
         lastUnit = unit;
-        *freePhysical = figures[0];
-        *totalPhysical = figures[1];
-        *freeSwap = figures[2];
-        *totalSwap = figures[3];
+        *freePhysical = figures[0], *totalPhysical = figures[1], *freeSwap = figures[2], *totalSwap = figures[3];
         return result;
     }
 
@@ -101,60 +105,39 @@ public:
     int lastUnit = 0;
 };
 
-class FakeErrorService : public FakeService<IKelErrorService> {
-public:
-    void reportError(const KelWideString& message, int* level, const KelCString& context) override
-    {
-        messages.push_back(message.narrow());
-        levels.push_back(*level);
-        contexts.push_back(context.chars() ? context.chars() : "");
-    }
-    std::vector<std::string> messages;
-    std::vector<int> levels;
-    std::vector<std::string> contexts;
-};
-
-class FakeRenderer : public FakeService<IGfxRenderer> {
-public:
-    void beforeMessage() override { calls += "before;"; }
-    void afterMessage() override { calls += "after;"; }
-    std::string calls;
-};
-
 // The process keeps the first manager and memory checker it finds, so the
 // tests share one of each, published before the first shortage and leaked on
 // purpose. Tests change their answers, never the objects.
 FakeManager& processManager();
 FakeMemChecker& processMemChecker();
 
-// Scripted heap and file calls. Sizes from a limit up are refused; every call is
-// recorded. The destructor restores the real calls.
+// Scripted heap and file calls. Sizes from a limit up are refused; the file
+// faults are one-shot and hit the next call, whatever its file. Every call is
+// recorded; the destructor restores the real calls.
 class ScriptedSyscalls {
 public:
     ScriptedSyscalls();
-    ~ScriptedSyscalls();
-    ScriptedSyscalls(const ScriptedSyscalls&) = delete;
-    ScriptedSyscalls& operator=(const ScriptedSyscalls&) = delete;
+    ~ScriptedSyscalls() { kelRestoreSyscalls(); }
 
     static inline size_t mallocRefuseFrom = SIZE_MAX;
     static inline size_t reallocRefuseFrom = SIZE_MAX;
     static inline std::vector<size_t> mallocSizes;
     static inline std::vector<size_t> reallocSizes;
-    // Faults of the temporary file of a spill (a path ending in "-temp"); the
-    // memory report's own file is left alone.
     static inline bool refuseOpen = false;
+    // A short write reports `writeShortBy` bytes fewer and writes nothing.
     static inline long long writeShortBy = 0;
     static inline bool refuseSeek = false;
-    static inline int tempFd = -1;
-    static inline std::vector<std::string> openedPaths;
-    static inline std::vector<int> openFlags;
-    static inline std::vector<int> openPermissions;
+    struct Open {
+        std::string path;
+        int flags, permissions;
+    };
+    static inline std::vector<Open> opens;
     static inline std::vector<size_t> writeSizes;
     static inline KelSyscalls real{};
 };
 
 // A service provider with the data store that the memory code reads: logs and
-// temporary directories, and the error-service setting.
+// temporary directories.
 class MemoryHost {
 public:
     explicit MemoryHost(const std::string& directory);

@@ -5,8 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <functional>
-#include <iterator>
 
 #include "memory/qtxrealloc.h"
 #include "tests/memory/memoryfakes.h"
@@ -18,25 +16,36 @@ const char* const kMessage =
     "The application will close. After restarting, please read\n"
     "the online help about \"Memory Optimization\".";
 
-// The figures of processMemChecker() and no memory manager.
-std::string reportWithoutManager(const std::string& attempted)
-{
-    return attempted
-           + "system free:         1000k\n"
-             "system total:        2000k\n"
-             "swap free:            300k\n"
-             "swap total:           400k\n"
-             "\n"
-             "kelmm not available\n"
-             "\n";
-}
+class FakeErrorService : public FakeService<IKelErrorService> {
+public:
+    void reportError(const KelWideString& message, int* level, const KelCString& context) override
+    {
+        calls.push_back(std::string(message.narrow()) + "|" + std::to_string(*level) + "|" + (context.chars() ? context.chars() : ""));
+    }
+    std::vector<std::string> calls;
+};
 
-std::string filesIn(const std::string& directory)
+class FakeRenderer : public FakeService<IGfxRenderer> {
+public:
+    void beforeMessage() override { calls += "before;"; }
+    void afterMessage() override { calls += "after;"; }
+    std::string calls;
+};
+
+// The figures of processMemChecker() and no memory manager.
+const std::string kRowsWithoutManager =
+    "system free:         1000k\n"
+    "system total:        2000k\n"
+    "swap free:            300k\n"
+    "swap total:           400k\n\n"
+    "kelmm not available\n\n";
+
+// What qtxOutOfMemory(code) writes on standard error.
+std::string messageOf(int code)
 {
-    std::string names;
-    for (const auto& entry : std::filesystem::directory_iterator(directory))
-        names += entry.path().filename().string() + ";";
-    return names;
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(qtxOutOfMemory(code));
+    return testing::internal::GetCapturedStderr();
 }
 
 }  // namespace
@@ -52,24 +61,19 @@ protected:
 TEST_F(MemoryReport, WritesFixedWidthRowsAndReplacesTheLastReport)
 {
     checker.figures[1] = 123456789;  // wider than the field: printed in full
-    manager.figures[0] = 10;
-    manager.figures[1] = 20;
-    manager.figures[2] = 30;
-    manager.figures[3] = 40;
+    for (int i = 0; i < 4; ++i)
+        manager.figures[i] = 10 * (i + 1);  // 24 KiB pages
     qtxWriteMemoryReport(123);
     EXPECT_EQ(readFile(directory + "/memory.log"),
-              "attempted:            123b\n"
-              "\n"
+              "attempted:            123b\n\n"
               "system free:         1000k\n"
               "system total:     123456789k\n"
               "swap free:            300k\n"
-              "swap total:           400k\n"
-              "\n"
+              "swap total:           400k\n\n"
               "kelmm core now:       240k\n"
               "kelmm core limit:     480k\n"
               "kelmm swap now:       720k\n"
-              "kelmm swap limit:     960k\n"
-              "\n");
+              "kelmm swap limit:     960k\n\n");
     EXPECT_EQ(checker.lastUnit, 1024);
 
     // No attempted size: the report starts with the system rows, and only the
@@ -79,7 +83,6 @@ TEST_F(MemoryReport, WritesFixedWidthRowsAndReplacesTheLastReport)
     qtxWriteMemoryReport(0);
     std::string text = readFile(directory + "/memory.log");
     EXPECT_EQ(text.rfind("system free:         1000k\n", 0), 0u) << text;
-    EXPECT_EQ(text.find("attempted"), std::string::npos);
     EXPECT_NE(text.find("kelmm core now:         0k\n"), std::string::npos) << text;
 }
 
@@ -103,104 +106,71 @@ TEST(OutOfMemoryMessage, ShowsTheMessageOnlyForCodesFromMinusFiveToMinusOne)
     TestServiceProvider provider;
     FakeRenderer renderer;
     provider.add("IGfxRenderer", &renderer);
-    for (int code : {0, 1, -6}) {
-        testing::internal::CaptureStderr();
-        EXPECT_FALSE(qtxOutOfMemory(code));
-        EXPECT_EQ(testing::internal::GetCapturedStderr(), "") << code;
-    }
+    for (int code : {0, 1, -6})
+        EXPECT_EQ(messageOf(code), "") << code;
     EXPECT_EQ(renderer.calls, "");
-    for (int code : {-1, -5}) {
-        testing::internal::CaptureStderr();
-        EXPECT_FALSE(qtxOutOfMemory(code));
-        EXPECT_EQ(testing::internal::GetCapturedStderr(), std::string("Out of Memory: ") + kMessage + "\n");
-    }
+    for (int code : {-1, -5})
+        EXPECT_EQ(messageOf(code), std::string("Out of Memory: ") + kMessage + "\n");
     EXPECT_EQ(renderer.calls, "before;after;before;after;");
-}
 
-TEST(OutOfMemoryMessage, GoesToTheErrorServiceWhenTheSettingAsks)
-{
-    TestServiceProvider provider;
+    // The setting sends it to the error service; asked for but missing, there
+    // is no message of any kind.
     FakeDataStore store;
     store.bools["Memory/UseErrorService"] = 1;
     provider.add("IDataStore", &store);
-
-    // Asked for but missing: no message of any kind.
-    testing::internal::CaptureStderr();
-    EXPECT_FALSE(qtxOutOfMemory(-4));
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
-
+    EXPECT_EQ(messageOf(-4), "");
     FakeErrorService errors;
     provider.add("IKelErrorService", &errors);
-    testing::internal::CaptureStderr();
-    EXPECT_FALSE(qtxOutOfMemory(-4));
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
-    ASSERT_EQ(errors.messages.size(), 1u);
-    EXPECT_EQ(errors.messages[0], kMessage);
-    EXPECT_EQ(errors.levels[0], 1);
-    EXPECT_EQ(errors.contexts[0], "");
-
+    EXPECT_EQ(messageOf(-4), "");
+    EXPECT_EQ(errors.calls, std::vector<std::string>{std::string(kMessage) + "|1|"});
     // The code is checked after the service: a bad code shows nothing.
-    EXPECT_FALSE(qtxOutOfMemory(-9));
-    EXPECT_EQ(errors.messages.size(), 1u);
+    EXPECT_EQ(messageOf(-9), "");
+    EXPECT_EQ(errors.calls.size(), 1u);
 }
 
 // Each road to the end runs in a fresh child process: the process keeps the
 // first memory manager it finds, and these children have none.
-class OrderlyEnd : public ::testing::Test {
-protected:
-    void SetUp() override { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
-
-    // Grows a 1000-byte block to at least 60000 bytes (at most 120000) while
-    // every realloc from 50000 bytes on is refused, so the spill runs.
-    static void growThroughSpill(ScriptedSyscalls& heap)
-    {
-        heap.reallocRefuseFrom = 50000;
-        void* block = std::malloc(1000);
-        qtxRealloc(&block, 1, 1000, 60000, 120000);
-        std::free(block);
-    }
-
-    std::string directory = fixedDirectory(::testing::UnitTest::GetInstance()->current_test_info()->name());
+TEST(OrderlyEnd, EveryFailureRoadEndsWithTheReportAndNoTemporaryFile)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    std::string directory = fixedDirectory("orderly-end");
     MemoryHost host{directory};
-    FakeMemChecker& checker = processMemChecker();
-    const char* attemptedMin = "attempted:          60000b\n\n";
-};
-
-TEST_F(OrderlyEnd, MallocThatStaysRefusedEndsWithTheReport)
-{
-    EXPECT_EXIT(
-        {
-            ScriptedSyscalls heap;
-            heap.mallocRefuseFrom = 100000;
-            void* block = nullptr;
-            qtxMalloc(&block, 4, 25000);
-        },
-        ::testing::ExitedWithCode(255), "Out of Memory: While running this function, you have run out of memory");
-    EXPECT_EQ(readFile(directory + "/memory.log"), reportWithoutManager("attempted:         100000b\n\n"));
-}
-
-TEST_F(OrderlyEnd, EverySpillFailureEndsWithTheReportAndNoTemporaryFile)
-{
-    // Codes -1 (no temporary file), -2 (short write), -3 (seek failed) and -4
-    // (no memory once the old block is gone) lead to the same report, naming
-    // the bytes of minNewSize elements, and the same message.
-    std::function<void(ScriptedSyscalls&)> faults[] = {
-        [](ScriptedSyscalls& heap) { heap.refuseOpen = true; },
-        [](ScriptedSyscalls& heap) { heap.writeShortBy = 1; },
-        [](ScriptedSyscalls& heap) { heap.refuseSeek = true; },
-        [](ScriptedSyscalls& heap) { heap.mallocRefuseFrom = 60000; },
+    processMemChecker();
+    using S = ScriptedSyscalls;
+    struct Road {
+        const char* what;
+        void (*fault)();
+        bool spill;
+        const char* attempted;
+    } roads[] = {
+        {"malloc refused", [] { S::mallocRefuseFrom = 100000; }, false, "100000"},
+        {"-1: no temporary file", [] { S::refuseOpen = true; }, true, " 60000"},
+        {"-2: short write", [] { S::writeShortBy = 1; }, true, " 60000"},
+        {"-3: seek failed", [] { S::refuseSeek = true; }, true, " 60000"},
+        {"-4: no memory once the old block is gone", [] { S::mallocRefuseFrom = 60000; }, true, " 60000"},
     };
-    for (size_t road = 0; road < std::size(faults); ++road) {
+    for (const Road& road : roads) {
+        SCOPED_TRACE(road.what);
         std::filesystem::remove(directory + "/memory.log");
         EXPECT_EXIT(
             {
                 ScriptedSyscalls heap;
-                faults[road](heap);
-                growThroughSpill(heap);
+                road.fault();
+                void* block = nullptr;
+                if (!road.spill)
+                    qtxMalloc(&block, 4, 25000);
+                // A spill: every realloc from 50000 bytes on is refused, and
+                // the report names the bytes of minNewSize elements.
+                heap.reallocRefuseFrom = 50000;
+                block = std::malloc(1000);
+                qtxRealloc(&block, 1, 1000, 60000, 120000);
             },
-            ::testing::ExitedWithCode(255), "run out of memory")
-            << road;
-        EXPECT_EQ(readFile(directory + "/memory.log"), reportWithoutManager(attemptedMin)) << road;
-        EXPECT_EQ(filesIn(directory), "memory.log;") << "the temporary file outlived the process, road " << road;
+            ::testing::ExitedWithCode(255), "Out of Memory: While running this function, you have run out of memory");
+        EXPECT_EQ(readFile(directory + "/memory.log"),
+                  "attempted:         " + std::string(road.attempted) + "b\n\n" + kRowsWithoutManager);
+        std::vector<std::string> files;
+        for (const auto& entry : std::filesystem::directory_iterator(directory))
+            files.push_back(entry.path().filename().string());
+        EXPECT_EQ(files, std::vector<std::string>{"memory.log"}) << "the temporary file outlived the process";
     }
 }
