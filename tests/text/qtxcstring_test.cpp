@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <sstream>
 #include <type_traits>
 
@@ -14,24 +15,17 @@ static_assert(std::is_constructible_v<KelCString, const char*, KelBorrowTag>);
 static_assert(!std::is_constructible_v<KelCString, const char16_t*>);
 static_assert(sizeof(KelCString) == 16);
 
+namespace {
 TEST(KelCString, StorageStatesThroughConstructionCopyAndAssign)
 {
     static const char literal[] = "name";
-    KelCString null;
-    EXPECT_EQ(null.chars(), nullptr);
-    EXPECT_EQ(null.capacity(), 0);
-    EXPECT_EQ(KelCString(nullptr).chars(), nullptr);
-    EXPECT_EQ(KelCString::emptyString().chars(), nullptr);
-
-    KelCString borrowed(literal, kelBorrow);
-    EXPECT_EQ(borrowed.chars(), literal);
-    EXPECT_EQ(borrowed.capacity(), 0);
-    KelCString borrowedCopy(borrowed);
-    EXPECT_EQ(borrowedCopy.chars(), literal);
-    EXPECT_EQ(borrowedCopy.capacity(), 0);
-
-    KelCString owned(literal);
-    EXPECT_NE(owned.chars(), literal);
+    KelCString borrowed(literal, kelBorrow), owned(literal);
+    EXPECT_EQ(stateOf(KelCString()), 'e');
+    EXPECT_EQ(stateOf(KelCString(nullptr)), 'e');
+    EXPECT_EQ(stateOf(KelCString::emptyString()), 'e');
+    EXPECT_EQ(KelCString(borrowed).chars(), literal);
+    EXPECT_EQ(stateOf(KelCString(borrowed)), 'b');
+    EXPECT_EQ(stateOf(owned), 'o');
     EXPECT_GE(owned.capacity(), 5);
     KelCString ownedCopy(owned);
     EXPECT_NE(ownedCopy.chars(), owned.chars());
@@ -40,33 +34,29 @@ TEST(KelCString, StorageStatesThroughConstructionCopyAndAssign)
     KelCString target("old");
     target.assign(borrowed);
     EXPECT_EQ(target.chars(), literal);
-    EXPECT_EQ(target.capacity(), 0);
+    EXPECT_EQ(stateOf(target), 'b');
     target.assign(owned);
     EXPECT_NE(target.chars(), owned.chars());
-    EXPECT_GT(target.capacity(), 0);
+    EXPECT_EQ(stateOf(target), 'o');
     const char* before = target.chars();
-    target.assign(target.chars());
+    target.assign(target.chars());  // its own text: nothing to do
     EXPECT_EQ(target.chars(), before);
     target = KelCString(literal, kelBorrow);
     EXPECT_EQ(target.chars(), literal);
     target.assign(static_cast<const char*>(nullptr));
-    EXPECT_EQ(target.chars(), nullptr);
+    EXPECT_EQ(stateOf(target), 'e');
     owned.clear();
-    EXPECT_EQ(owned.chars(), nullptr);
-    EXPECT_EQ(owned.capacity(), 0);
-    EXPECT_STREQ(literal, "name");
+    EXPECT_EQ(stateOf(owned), 'e');
 }
 
 TEST(KelCString, EqualsTellsNullFromEmptyButIsEmptyDoesNot)
 {
-    KelCString null;
-    KelCString empty("");
+    KelCString null, empty("");
     EXPECT_TRUE(null.equals(static_cast<const char*>(nullptr)));
     EXPECT_FALSE(null.equals(""));
     EXPECT_FALSE(empty.equals(static_cast<const char*>(nullptr)));
     EXPECT_TRUE(empty.equals(""));
-    EXPECT_TRUE(null.isEmpty());
-    EXPECT_TRUE(empty.isEmpty());
+    EXPECT_TRUE(null.isEmpty() && empty.isEmpty());
     EXPECT_EQ(null.length(), 0);
     EXPECT_TRUE(KelCString("abc").equals(KelCString("abc", kelBorrow)));
     EXPECT_FALSE(KelCString("abc").equals("abd"));
@@ -79,105 +69,74 @@ TEST(KelCString, FindChecksInOrderAndAssertsOnNegativeStart)
     provider.allowDestroy = false;
     FakeAssertHandler handler;
     provider.add("IKelAssertHandlerCB", &handler);
-
-    KelCString text("abcabc", kelBorrow);
-    EXPECT_EQ(text.find("bc", 0), 1);
-    EXPECT_EQ(text.find("bc", 2), 4);
-    EXPECT_EQ(text.find("abc", 3), 3);
-    EXPECT_EQ(text.find("abc", 4), -1);
-    EXPECT_EQ(text.find("c", 6), -1);
-    EXPECT_EQ(text.find("x", 0), -1);
-    EXPECT_EQ(KelCString("aaab").find("aab", 0), 1);
-    EXPECT_EQ(KelCString().find("", 0), 0);
-    EXPECT_EQ(KelCString().find(nullptr, 0), 0);
-    EXPECT_EQ(KelCString("ab").find("abc", 0), -1);
-
     // The empty and too-long checks come before the one of the start.
-    EXPECT_EQ(text.find("", -5), 0);
-    EXPECT_EQ(text.find("abcabcd", -1), -1);
+    const struct { const char *text, *needle; int start, found; } cases[] = {
+        {"abcabc", "bc", 0, 1}, {"abcabc", "bc", 2, 4},   {"abcabc", "abc", 3, 3}, {"abcabc", "abc", 4, -1},
+        {"abcabc", "c", 6, -1}, {"abcabc", "x", 0, -1},   {"aaab", "aab", 0, 1},   {nullptr, "", 0, 0},
+        {nullptr, nullptr, 0, 0}, {"ab", "abc", 0, -1},   {"abcabc", "", -5, 0},   {"abcabc", "abcabcd", -1, -1}};
+    for (const auto& c : cases)
+        EXPECT_EQ(KelCString(c.text, kelBorrow).find(c.needle, c.start), c.found) << c.needle << " " << c.start;
     EXPECT_TRUE(handler.failures.empty());
 
-    EXPECT_EQ(text.find("a", -1), -1);
+    EXPECT_EQ(KelCString("abc").find("a", -1), -1);
     ASSERT_EQ(handler.failures.size(), 1u);
-    EXPECT_EQ(handler.failures[0].expression, "start >= 0");
-    EXPECT_EQ(handler.failures[0].file, ".\\qtxcstring");
-    EXPECT_GT(handler.failures[0].line, 0);
+    const std::string prefix = "start >= 0 .\\qtxcstring:";
+    EXPECT_EQ(handler.failures[0].substr(0, prefix.size()), prefix);
+    EXPECT_GT(std::atoi(handler.failures[0].c_str() + prefix.size()), 0);
 }
 
-TEST(KelCString, AppendGrowsByExactNeedAndLeavesBorrowedTextAlone)
+TEST(KelCString, AppendAndReplaceStayInPlaceWhileTheOwnedBlockHasRoom)
 {
-    static const char literal[] = "abc";
+    static const char literal[] = "abcdef";
     KelCString text(literal, kelBorrow);
     text.append("");
     text.append(nullptr);
-    EXPECT_EQ(text.chars(), literal);
-
-    text.append("def");
-    EXPECT_STREQ(text.chars(), "abcdef");
-    EXPECT_STREQ(literal, "abc");
-    EXPECT_GE(text.capacity(), 7);
+    EXPECT_EQ(text.chars(), literal);  // no change: still borrowed
+    text.append("g");
+    EXPECT_STREQ(text.chars(), "abcdefg");
+    KelCString borrowed(literal, kelBorrow);
+    borrowed.replace(1, 2, "XY");
+    EXPECT_STREQ(borrowed.chars(), "aXYdef");
+    EXPECT_EQ(stateOf(borrowed), 'o');
+    EXPECT_STREQ(literal, "abcdef");
 
     KelCString small("ab");  // 3 bytes needed, a block of 4 from the pool
     const char* block = small.chars();
     ASSERT_EQ(small.capacity(), 4);
     small.append("c");
     EXPECT_EQ(small.chars(), block);
-    EXPECT_STREQ(small.chars(), "abc");
+    small.replace(1, 1, "X");
+    EXPECT_EQ(small.chars(), block);
     small.append(small.chars());
-    EXPECT_STREQ(small.chars(), "abcabc");
+    EXPECT_STREQ(small.chars(), "aXcaXc");
+    small.replace(0, 1, "123");
+    EXPECT_STREQ(small.chars(), "123XcaXc");
+    small.replace(3, 5, nullptr);
+    EXPECT_STREQ(small.chars(), "123");
 
     KelCString null;
     null.append("x");
     EXPECT_STREQ(null.chars(), "x");
-    EXPECT_GT(null.capacity(), 0);
-}
-
-TEST(KelCString, ReplaceStaysInPlaceOnlyForOwnedTextOfTheSameLength)
-{
-    KelCString owned("abcdef");
-    const char* block = owned.chars();
-    owned.replace(1, 2, "XY");
-    EXPECT_EQ(owned.chars(), block);
-    EXPECT_STREQ(owned.chars(), "aXYdef");
-    owned.replace(0, 1, "123");
-    EXPECT_STREQ(owned.chars(), "123XYdef");
-    owned.replace(3, 5, nullptr);
-    EXPECT_STREQ(owned.chars(), "123");
-
-    static const char literal[] = "abcdef";
-    KelCString borrowed(literal, kelBorrow);
-    borrowed.replace(1, 2, "XY");
-    EXPECT_STREQ(borrowed.chars(), "aXYdef");
-    EXPECT_GT(borrowed.capacity(), 0);
-    EXPECT_STREQ(literal, "abcdef");
+    EXPECT_EQ(stateOf(null), 'o');
 }
 
 TEST(KelCString, ReplaceAllSearchesOnBehindEachReplacement)
 {
-    KelCString path("a\\b\\\\c\\");
-    path.replaceAll("\\", "\\\\");
-    EXPECT_STREQ(path.chars(), "a\\\\b\\\\\\\\c\\\\");
-
-    KelCString name("QTXModelFeature::KelIDPar");
-    name.replaceAll("QTXModelFeature::", "");
-    EXPECT_STREQ(name.chars(), "KelIDPar");
-    KelCString twice("x::x::y");
-    twice.replaceAll("x::", "");
-    EXPECT_STREQ(twice.chars(), "y");
-
-    KelCString grow("aXa");
-    grow.replaceAll("a", "aa");
-    EXPECT_STREQ(grow.chars(), "aaXaa");
-
+    const struct { const char *text, *from, *to, *result; } cases[] = {
+        {"a\\b\\\\c\\", "\\", "\\\\", "a\\\\b\\\\\\\\c\\\\"},
+        {"QTXModelFeature::KelIDPar", "QTXModelFeature::", "", "KelIDPar"},
+        {"x::x::y", "x::", "", "y"}, {"aXa", "a", "aa", "aaXaa"}, {nullptr, "a", "b", nullptr}};
+    for (const auto& c : cases) {
+        KelCString text(c.text);
+        text.replaceAll(c.from, c.to);
+        EXPECT_STREQ(text.chars(), c.result) << c.text;
+    }
     static const char literal[] = "abc";
-    KelCString same(literal, kelBorrow);
+    KelCString same(literal, kelBorrow);  // no change leaves it borrowed
     same.replaceAll("b", "b");
     same.replaceAll(nullptr, "x");
     same.replaceAll("b", nullptr);
     EXPECT_EQ(same.chars(), literal);
-    KelCString null;
-    null.replaceAll("a", "b");
-    EXPECT_EQ(null.chars(), nullptr);
 }
 
 TEST(KelCString, HashIsDjb2OverSignExtendedBytes)
@@ -185,10 +144,8 @@ TEST(KelCString, HashIsDjb2OverSignExtendedBytes)
     KelCString::HashFunc hash;
     EXPECT_EQ(hash(KelCString()), 0u);
     EXPECT_EQ(hash(KelCString("")), 5381u);
-    EXPECT_EQ(hash(KelCString("a", kelBorrow)), 5381u * 33 + 'a');
     EXPECT_EQ(hash(KelCString("ab", kelBorrow)), (5381u * 33 + 'a') * 33 + 'b');
     EXPECT_EQ(hash(KelCString("\x80", kelBorrow)), 5381u * 33 - 128u);
-    EXPECT_NE(hash(KelCString("\xFF", kelBorrow)), 5381u * 33 + 0xFFu);
 }
 
 TEST(KelCString, StreamInsertionWritesTheBytesOnly)
@@ -197,3 +154,4 @@ TEST(KelCString, StreamInsertionWritesTheBytesOnly)
     out << KelCString() << KelCString("") << KelCString("a\xE9z");
     EXPECT_EQ(out.str(), "a\xE9z");
 }
+}  // namespace

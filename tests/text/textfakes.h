@@ -10,6 +10,7 @@
 
 class FakeStrSupport : public IKelStrSupport {
 public:
+    // Latin-1 bytes, '?' for the rest.
     KelCString toNarrow(const char16_t* units) override
     {
         ++narrowCalls;
@@ -21,19 +22,12 @@ public:
     void lowerInPlace(char16_t* units) override
     {
         ++lowerCalls;
-        for (; *units; ++units) {
-            if (*units >= u'A' && *units <= u'Z')
-                *units = static_cast<char16_t>(*units + 32);
-        }
+        for (; *units; ++units)
+            *units = *units >= u'A' && *units <= u'Z' ? *units + 32 : *units;
     }
     void queryInterface(const char* name, void* out, bool) override
     {
-        void** result = static_cast<void**>(out);
-        *result = nullptr;
-        if (kelSameName(name, "IKelStrSupport"))
-            *result = static_cast<IKelStrSupport*>(this);
-        else if (kelSameName(name, "IKelUnknown"))
-            *result = static_cast<IKelUnknown*>(this);
+        *static_cast<void**>(out) = kelSameName(name, "IKelStrSupport") ? static_cast<IKelStrSupport*>(this) : nullptr;
     }
     const char* className() override { return "FakeStrSupport"; }
 
@@ -41,29 +35,30 @@ public:
     int lowerCalls = 0;
 };
 
-struct RecordedAssert {
-    std::string expression;
-    std::string file;
-    int line;
-};
-
 class FakeAssertHandler : public IKelAssertHandlerCB {
 public:
     int handleAssert(const char* expression, const char* file, int line) override
     {
-        failures.push_back({expression, file, line});
+        failures.push_back(std::string(expression) + " " + file + ":" + std::to_string(line));
         return 0;
     }
     void queryInterface(const char* name, void* out, bool) override
     {
-        void** result = static_cast<void**>(out);
-        *result = nullptr;
-        if (kelSameName(name, "IKelAssertHandlerCB"))
-            *result = static_cast<IKelAssertHandlerCB*>(this);
-        else if (kelSameName(name, "IKelUnknown"))
-            *result = static_cast<IKelUnknown*>(this);
+        *static_cast<void**>(out) =
+            kelSameName(name, "IKelAssertHandlerCB") ? static_cast<IKelAssertHandlerCB*>(this) : nullptr;
     }
     const char* className() override { return "FakeAssertHandler"; }
 
-    std::vector<RecordedAssert> failures;
+    std::vector<std::string> failures;  // "expression file:line"
 };
+
+// The storage state of a text: 'e'mpty, 'b'orrowed or 'o'wned; '?' for a
+// combination that must not occur.
+inline char storageState(const void* pointer, int32_t capacity)
+{
+    return capacity < 0 ? '?' : !pointer ? (capacity ? '?' : 'e') : capacity ? 'o' : 'b';
+}
+inline char stateOf(const KelCString& text)
+{
+    return storageState(text.chars(), text.capacity());
+}
