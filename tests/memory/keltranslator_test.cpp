@@ -4,26 +4,14 @@
 #include <gtest/gtest.h>
 
 #include "component/componentid.h"
-#include "component/hostservices.h"
-#include "tests/support/testprovider.h"
+#include "tests/memory/memoryfakes.h"
 
 namespace {
-
-KelWideString w(const char16_t* units)
-{
-    KelWideString text;
-    text.assign(units);
-    return text;
-}
-
-std::u16string u(const KelWideString& text)
-{
-    return text.chars();
-}
 
 // A host translator: marks every text so that its use can be seen.
 class MarkingTranslator : public KelTrivialTranslator {
 public:
+    MarkingTranslator() { count = 1; }  // owned by the test
     bool lookupText(const char* text, KelWideString* result) override
     {
         *result = KelWideString((std::string("T:") + text).c_str());
@@ -31,21 +19,14 @@ public:
     }
 };
 
-class FakeTranslatorService : public IKelTranslatorService {
+class FakeTranslatorService : public FakeService<IKelTranslatorService> {
 public:
-    FakeTranslatorService() { count = 1; }  // owned by the test
     IKelTranslator* translatorFor(const KelID& component) override
     {
         ++calls;
         lastComponent = component;
         return translator;
     }
-    void queryInterface(const char* name, void* out, bool) override
-    {
-        *static_cast<void**>(out) =
-            kelSameName(name, "IKelTranslatorService") ? static_cast<IKelTranslatorService*>(this) : nullptr;
-    }
-    const char* className() override { return "FakeTranslatorService"; }
     IKelTranslator* translator = nullptr;
     int calls = 0;
     KelID lastComponent{};
@@ -58,6 +39,7 @@ protected:
     ~KelTranslatorChoice() override { kelForgetTranslator(); }
     TestServiceProvider provider;
     FakeTranslatorService service;
+    KelWideString result;
 };
 
 }  // namespace
@@ -65,59 +47,52 @@ protected:
 TEST(KelTrivialTranslator, ArgumentFormsFillPlaceholders)
 {
     KelTrivialTranslator translator;
-    KelWideString a = w(u"A"), b = w(u"B"), c = w(u"C");
-    EXPECT_EQ(u(translator.translate("Python")), u"Python");
-    EXPECT_EQ(u(translator.translate("keeps %1")), u"keeps %1");
-    EXPECT_EQ(u(translator.translate("Python interpreter error:\n%1", &a)), u"Python interpreter error:\nA");
-    EXPECT_EQ(u(translator.translate("no placeholder", &a)), u"no placeholder");
-    EXPECT_EQ(u(translator.translate("%2 before %1", &a, &b)), u"B before A");
+    KelWideString a = wide(u"A"), b = wide(u"B"), c = wide(u"C");
+    EXPECT_EQ(units(translator.translate("keeps %1")), u"keeps %1");
+    EXPECT_EQ(units(translator.translate("error:\n%1", &a)), u"error:\nA");
+    EXPECT_EQ(units(translator.translate("no placeholder", &a)), u"no placeholder");
+    EXPECT_EQ(units(translator.translate("%2 before %1", &a, &b)), u"B before A");
     // One past the last argument meets the closing null and disappears.
-    EXPECT_EQ(u(translator.translate("%1%2%3", &a, &b)), u"AB");
-    EXPECT_EQ(u(translator.translate("%3%2%1", &a, &b, &c)), u"CBA");
-    EXPECT_EQ(u(translator.translate("%4%1", &a, &b, &c, &a)), u"AA");
-    EXPECT_EQ(u(translator.translate("%5", &a, &b, &c, &a, &b)), u"B");
-    EXPECT_EQ(u(translator.translate("%6-%1", &a, &b, &c, &a, &b, &c)), u"C-A");
-    EXPECT_EQ(u(translator.translate("text, 100%")), u"text, 100%");
+    EXPECT_EQ(units(translator.translate("%1%2%3", &a, &b)), u"AB");
+    EXPECT_EQ(units(translator.translate("%3%2%1", &a, &b, &c)), u"CBA");
+    EXPECT_EQ(units(translator.translate("%4%1", &a, &b, &c, &a)), u"AA");
+    EXPECT_EQ(units(translator.translate("%5", &a, &b, &c, &a, &b)), u"B");
+    EXPECT_EQ(units(translator.translate("%6-%1", &a, &b, &c, &a, &b, &c)), u"C-A");
+    EXPECT_EQ(units(translator.translate("text, 100%")), u"text, 100%");
     EXPECT_FALSE(translator.translatorFlag());
-}
 
-TEST(KelTrivialTranslator, ArrayFormReplacesFirstMatchInTurn)
-{
-    KelTrivialTranslator translator;
+    // The array form replaces the first match of each placeholder in turn.
     KelWideString args[12];
     for (int i = 0; i < 12; ++i)
         args[i] = KelWideString(std::string(1, char('a' + i)).c_str());
-    EXPECT_EQ(u(translator.translate("%1 and %1", 0, args)), u"%1 and %1");
-    EXPECT_EQ(u(translator.translate("%1 and %1", 1, args)), u"a and %1");
-    EXPECT_EQ(u(translator.translate("%2-%1", 2, args)), u"b-a");
+    EXPECT_EQ(units(translator.translate("%1 and %1", 0, args)), u"%1 and %1");
+    EXPECT_EQ(units(translator.translate("%1 and %1", 1, args)), u"a and %1");
+    EXPECT_EQ(units(translator.translate("%2-%1", 2, args)), u"b-a");
     // Two digits name the tenth and later arguments, but a one-digit search
     // takes the start of "%10" when it comes first.
-    EXPECT_EQ(u(translator.translate("%11 %10", 11, args)), u"a1 j");
+    EXPECT_EQ(units(translator.translate("%11 %10", 11, args)), u"a1 j");
     // A replacement is searched again by the next step.
-    KelWideString chained[2] = {w(u"<%2>"), w(u"x")};
-    EXPECT_EQ(u(translator.translate("%1", 2, chained)), u"<x>");
+    KelWideString chained[2] = {wide(u"<%2>"), wide(u"x")};
+    EXPECT_EQ(units(translator.translate("%1", 2, chained)), u"<x>");
     // A percent sign at the very end is never a placeholder.
-    EXPECT_EQ(u(translator.translate("50%", 1, args)), u"50%");
+    EXPECT_EQ(units(translator.translate("50%", 1, args)), u"50%");
 }
 
 TEST_F(KelTranslatorChoice, TrivialUntilTheHostOffersAService)
 {
-    KelWideString result;
-    KelWideString argument = w(u"boom");
-    EXPECT_EQ(u(*kelTranslate(&result, "Python")), u"Python");
+    KelWideString argument = wide(u"boom");
+    EXPECT_EQ(units(*kelTranslate(&result, "error:\n%1", &argument)), u"error:\nboom");
     IKelTranslator* trivial = kelTranslator();
     EXPECT_EQ(kelTranslator(), trivial);
-    EXPECT_EQ(u(*kelTranslate(&result, "error:\n%1", &argument)), u"error:\nboom");
 
     // The host's translator is taken from the next call on, and the service
     // is not asked again after that.
     MarkingTranslator host;
-    host.count = 1;
     service.translator = &host;
     provider.add("IKelTranslatorService", &service);
-    EXPECT_EQ(u(*kelTranslate(&result, "Python")), u"T:Python");
+    EXPECT_EQ(units(*kelTranslate(&result, "Python")), u"T:Python");
     EXPECT_EQ(service.lastComponent, kelComponentId());
-    EXPECT_EQ(u(*kelTranslate(&result, "%1!", &argument)), u"T:boom!");
+    EXPECT_EQ(units(*kelTranslate(&result, "%1!", &argument)), u"T:boom!");
     EXPECT_EQ(service.calls, 1);
     EXPECT_EQ(host.count, 2);  // the test's reference and the held one
     kelForgetTranslator();
@@ -127,18 +102,16 @@ TEST_F(KelTranslatorChoice, TrivialUntilTheHostOffersAService)
 TEST_F(KelTranslatorChoice, DirectTranslatorServiceIsTheLastResort)
 {
     MarkingTranslator direct;
-    direct.count = 1;
     provider.add("IKelTranslatorService", &service);  // gives no translator
     provider.add("IKelTranslator", &direct);
-    KelWideString result;
-    EXPECT_EQ(u(*kelTranslate(&result, "x")), u"T:x");
+    EXPECT_EQ(units(*kelTranslate(&result, "x")), u"T:x");
     EXPECT_EQ(service.calls, 1);
 
     // A service with nothing to give, and nothing found directly: the
     // trivial translator stands in, and the service is not asked again.
     kelForgetTranslator();
     provider.remove("IKelTranslator");
-    EXPECT_EQ(u(*kelTranslate(&result, "x")), u"x");
-    EXPECT_EQ(u(*kelTranslate(&result, "y")), u"y");
+    EXPECT_EQ(units(*kelTranslate(&result, "x")), u"x");
+    EXPECT_EQ(units(*kelTranslate(&result, "y")), u"y");
     EXPECT_EQ(service.calls, 2);
 }
