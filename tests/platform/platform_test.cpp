@@ -17,7 +17,6 @@
 namespace fs = std::filesystem;
 
 namespace {
-
 // The canonical wide form of a native test path: ASCII widened, '/' -> '\',
 // and an optional non-ASCII tail appended as it is.
 std::u16string wide(const std::string& native, const std::u16string& tail = u"")
@@ -28,79 +27,56 @@ std::u16string wide(const std::string& native, const std::u16string& tail = u"")
     return out + tail;
 }
 
+int openFile(const std::string& file, int flags, int mode = kelPermOwnerReadWrite)
+{
+    return kelWOpen(wide(file).c_str(), flags, mode);
+}
+
 std::string readAll(const std::string& path)
 {
     std::ifstream in(path, std::ios::binary);
     return std::string(std::istreambuf_iterator<char>(in), {});
 }
 
-void writeAll(const std::string& path, const std::string& bytes)
-{
-    std::ofstream(path, std::ios::binary) << bytes;
-}
-
-// Restores the real system calls when a test ends, however it ends.
-struct SyscallGuard {
-    ~SyscallGuard() { kelRestoreSyscalls(); }
-};
-
 std::string native(const char16_t* path)
 {
     char out[256];
-    size_t length = kelNativePath(path, out, sizeof out);
-    return std::string(out, length);
+    return std::string(out, kelNativePath(path, out, sizeof out));
 }
-
-}  // namespace
 
 TEST(PlatformFiles, OpenFlagsMapOntoTheirPosixMeaning)
 {
     TempDir dir;
     std::string file = dir.file("f.txt");
-    std::u16string path = wide(file);
-
-    // Read only neither creates nor opens a missing file.
-    EXPECT_EQ(kelWOpen(path.c_str(), kelOpenReadOnly, kelPermOwnerReadWrite), -1);
+    EXPECT_EQ(openFile(file, kelOpenReadOnly), -1);  // neither creates nor opens a missing file
     EXPECT_FALSE(fs::exists(file));
-
-    // Create makes the file with owner read and write only.
-    int fd = kelWOpen(path.c_str(), kelOpenWriteOnly | kelOpenCreate | kelOpenBinary, kelPermOwnerReadWrite);
+    int fd = openFile(file, kelOpenWriteOnly | kelOpenCreate | kelOpenBinary);
     ASSERT_NE(fd, -1);
     EXPECT_EQ(kelWrite(fd, "hello", 5), 5);
     EXPECT_EQ(kelClose(fd), 0);
     EXPECT_EQ(fs::status(file).permissions() & fs::perms::all, fs::perms::owner_read | fs::perms::owner_write);
 
-    // Append writes at the end whatever the position.
-    fd = kelWOpen(path.c_str(), kelOpenWriteOnly | kelOpenAppend | kelOpenText, 0);
-    ASSERT_NE(fd, -1);
+    fd = openFile(file, kelOpenWriteOnly | kelOpenAppend | kelOpenText, 0);
     EXPECT_EQ(kelLseeki64(fd, 0, kelSeekSet), 0);
-    EXPECT_EQ(kelWrite(fd, "!", 1), 1);
+    EXPECT_EQ(kelWrite(fd, "!", 1), 1);  // at the end whatever the position
     kelClose(fd);
     EXPECT_EQ(readAll(file), "hello!");
-
-    // Exclusive refuses an existing file; truncate empties it.
-    EXPECT_EQ(kelWOpen(path.c_str(), kelOpenWriteOnly | kelOpenCreate | kelOpenExclusive, 0x180), -1);
-    fd = kelWOpen(path.c_str(), kelOpenReadWrite | kelOpenTruncate, 0);
-    ASSERT_NE(fd, -1);
-    kelClose(fd);
+    EXPECT_EQ(openFile(file, kelOpenWriteOnly | kelOpenCreate | kelOpenExclusive), -1);
+    kelClose(openFile(file, kelOpenReadWrite | kelOpenTruncate, 0));
     EXPECT_EQ(fs::file_size(file), 0u);
-
-    // Read only refuses to write.
-    fd = kelWOpen(path.c_str(), kelOpenReadOnly, 0);
+    fd = openFile(file, kelOpenReadOnly, 0);
     ASSERT_NE(fd, -1);
     EXPECT_EQ(kelWrite(fd, "x", 1), -1);
     kelClose(fd);
-
-    EXPECT_EQ(kelWUnlink(path.c_str()), 0);
+    EXPECT_EQ(kelWUnlink(wide(file).c_str()), 0);
     EXPECT_FALSE(fs::exists(file));
-    EXPECT_EQ(kelWUnlink(path.c_str()), -1);
+    EXPECT_EQ(kelWUnlink(wide(file).c_str()), -1);
 }
 
 TEST(PlatformFiles, TemporaryFileHasNoNameButWorksUntilClosed)
 {
     TempDir dir;
-    std::u16string path = wide(dir.file("spill"));
-    int fd = kelWOpen(path.c_str(), 0x8142, kelPermOwnerReadWrite);
+    int fd = openFile(dir.file("spill"), kelOpenBinary | kelOpenTemporary | kelOpenCreate | kelOpenReadWrite);
     ASSERT_NE(fd, -1);
     EXPECT_TRUE(fs::is_empty(dir.path()));
     EXPECT_EQ(kelWrite(fd, "contents", 8), 8);
@@ -109,19 +85,15 @@ TEST(PlatformFiles, TemporaryFileHasNoNameButWorksUntilClosed)
     EXPECT_EQ(kelRead(fd, back, sizeof back), 8);
     EXPECT_STREQ(back, "contents");
     kelClose(fd);
-    // Unlinking the name that is already gone is harmless, as after a spill.
-    EXPECT_EQ(kelWUnlink(path.c_str()), -1);
+    EXPECT_EQ(kelWUnlink(wide(dir.file("spill")).c_str()), -1);  // harmless, as after a spill
 }
 
 TEST(PlatformFiles, ReadsAndSeeksReportWhatHappened)
 {
     TempDir dir;
-    std::string file = dir.file("data");
-    writeAll(file, "0123456789");
-    std::u16string path = wide(file);
-    int fd = kelWOpen(path.c_str(), kelOpenReadWrite, 0);
+    std::ofstream(dir.file("data"), std::ios::binary) << "0123456789";
+    int fd = openFile(dir.file("data"), kelOpenReadWrite, 0);
     ASSERT_NE(fd, -1);
-
     char buffer[32];
     EXPECT_EQ(kelRead(fd, buffer, 4), 4);
     EXPECT_EQ(kelLseeki64(fd, 2, kelSeekCur), 6);
@@ -130,14 +102,12 @@ TEST(PlatformFiles, ReadsAndSeeksReportWhatHappened)
     EXPECT_EQ(kelRead(fd, buffer, sizeof buffer), 0);
     EXPECT_EQ(kelLseeki64(fd, -3, kelSeekEnd), 7);
     EXPECT_EQ(kelLseeki64(fd, -1, kelSeekSet), -1);
-
-    // Positions beyond 4 GiB survive the 64-bit seek (the file stays sparse).
-    const long long far = 5LL << 30;
+    const long long far = 5LL << 30;  // beyond 4 GiB; the file stays sparse
     EXPECT_EQ(kelLseeki64(fd, far, kelSeekSet), far);
     EXPECT_EQ(kelWrite(fd, "z", 1), 1);
     EXPECT_EQ(kelLseeki64(fd, 0, kelSeekEnd), far + 1);
     kelClose(fd);
-    EXPECT_EQ(kelRead(fd, buffer, 1), -1);  // closed
+    EXPECT_EQ(kelRead(fd, buffer, 1), -1);
 }
 
 TEST(PlatformFiles, NativePathIsUtf8WithForwardSlashes)
@@ -147,33 +117,27 @@ TEST(PlatformFiles, NativePathIsUtf8WithForwardSlashes)
     EXPECT_EQ(native(u"\U0001F600"), "\xf0\x9f\x98\x80");
     EXPECT_EQ(native(u"a\xd800" u"b"), "a\xef\xbf\xbd" "b");  // a lone surrogate
     EXPECT_EQ(native(nullptr), "");
-
-    // Cut texts stay terminated and report the length they needed.
-    char small[4];
+    char small[4];  // cut texts stay terminated and report the length they needed
     EXPECT_EQ(kelNativePath(u"abcdef", small, sizeof small), 6u);
     EXPECT_STREQ(small, "abc");
     EXPECT_EQ(kelNativePath(u"ab", nullptr, 0), 2u);
 
-    // A non-ASCII name reaches the file system as UTF-8.
     TempDir dir;
     std::u16string name = wide(dir.path() + "/", u"\u00e9t\u00e9-\u65e5.txt");
-    int fd = kelWOpen(name.c_str(), kelOpenWriteOnly | kelOpenCreate, 0x180);
-    ASSERT_NE(fd, -1);
-    kelClose(fd);
+    kelClose(kelWOpen(name.c_str(), kelOpenWriteOnly | kelOpenCreate, kelPermOwnerReadWrite));
     EXPECT_TRUE(fs::exists(dir.file("\xc3\xa9t\xc3\xa9-\xe6\x97\xa5.txt")));
 }
 
 TEST(PlatformSyscalls, TestsCanMakeEachCallFail)
 {
-    SyscallGuard guard;
+    struct Restore {
+        ~Restore() { kelRestoreSyscalls(); }
+    } restore;
     TempDir dir;
-    std::u16string path = wide(dir.file("f"));
-
     kelSyscalls.malloc = [](size_t) -> void* { return nullptr; };
     kelSyscalls.realloc = [](void*, size_t) -> void* { return nullptr; };
     EXPECT_EQ(kelHeapAlloc(16), nullptr);
     EXPECT_EQ(kelHeapRealloc(nullptr, 16), nullptr);
-
     static std::string openedPath;
     static int openedFlags;
     kelSyscalls.open = [](const char* nativePath, int flags, int) {
@@ -181,13 +145,13 @@ TEST(PlatformSyscalls, TestsCanMakeEachCallFail)
         openedFlags = flags;
         return -1;
     };
-    EXPECT_EQ(kelWOpen(path.c_str(), kelOpenWriteOnly | kelOpenCreate | kelOpenBinary, 0x180), -1);
+    EXPECT_EQ(openFile(dir.file("f"), kelOpenWriteOnly | kelOpenCreate | kelOpenBinary), -1);
     EXPECT_EQ(openedPath, dir.file("f"));
     EXPECT_EQ(openedFlags, kelOpenWriteOnly | kelOpenCreate | kelOpenBinary);
     EXPECT_FALSE(fs::exists(dir.file("f")));
 
     kelRestoreSyscalls();
-    int fd = kelWOpen(path.c_str(), kelOpenReadWrite | kelOpenCreate, 0x180);
+    int fd = openFile(dir.file("f"), kelOpenReadWrite | kelOpenCreate);
     ASSERT_NE(fd, -1);
     kelSyscalls.write = [](int, const void*, size_t bytes) -> long long { return (long long)bytes / 2; };
     kelSyscalls.seek = [](int, long long, int) -> long long { return -1; };
@@ -202,12 +166,11 @@ TEST(PlatformSyscalls, TestsCanMakeEachCallFail)
     kelHeapFree(nullptr);
 }
 
-TEST(PlatformProcess, CounterPidAndMemoryFigures)
+TEST(PlatformProcess, CounterPidMemoryFiguresAndLibraries)
 {
     long long first = kelPerformanceCounter();
     std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    long long second = kelPerformanceCounter();
-    EXPECT_GE(second - first, 2000000);  // nanoseconds
+    EXPECT_GE(kelPerformanceCounter() - first, 2000000);  // nanoseconds
     EXPECT_NE(kelProcessId(), 0u);
     EXPECT_EQ(kelProcessId(), kelProcessId());
 
@@ -217,20 +180,128 @@ TEST(PlatformProcess, CounterPidAndMemoryFigures)
     EXPECT_LE(free, total);
     EXPECT_LE(swapFree, swapTotal);
     EXPECT_EQ(total % 1024, 0u);  // the kernel counts in KiB
+
+    // A function of the C++ runtime lies in a loaded shared library.
+    EXPECT_TRUE(kelPromoteLibraryOf(reinterpret_cast<const void*>(&std::terminate)));
+    int local = 0;
+    EXPECT_FALSE(kelPromoteLibraryOf(&local));
 }
 
 TEST(PlatformProcess, OutOfMemoryMessageGoesToStandardErrorAsUtf8)
 {
     testing::internal::CaptureStderr();
     kelShowOutOfMemoryMessage(u"Line one.\nStra\u00dfe \U0001F600", u"Out of Memory");
-    EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              "Out of Memory: Line one.\nStra\xc3\x9f" "e \xf0\x9f\x98\x80\n");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Out of Memory: Line one.\nStra\xc3\x9f" "e \xf0\x9f\x98\x80\n");
 }
 
-TEST(PlatformProcess, PromotesOnlyAddressesInsideLoadedLibraries)
+struct Pieces {
+    std::vector<std::u16string> list;
+    std::u16string joined;
+    size_t stopAfter = SIZE_MAX;
+    bool ok = false;
+
+    static bool take(void* context, const char16_t* units, size_t length)
+    {
+        auto* self = static_cast<Pieces*>(context);
+        EXPECT_EQ(units[length], u'\0');
+        self->list.emplace_back(units, length);
+        self->joined += self->list.back();
+        return self->list.size() < self->stopAfter;
+    }
+};
+
+// Writes `bytes` to a file and reads it back through kelReadWideTextFile.
+Pieces readBack(const TempDir& dir, const std::string& bytes, size_t stopAfter = SIZE_MAX)
 {
-    // A function of the C++ runtime lies in a loaded shared library.
-    EXPECT_TRUE(kelPromoteLibraryOf(reinterpret_cast<const void*>(&std::terminate)));
-    int local = 0;
-    EXPECT_FALSE(kelPromoteLibraryOf(&local));
+    std::ofstream(dir.file("script.py"), std::ios::binary) << bytes;
+    Pieces pieces;
+    pieces.stopAfter = stopAfter;
+    pieces.ok = kelReadWideTextFile(wide(dir.file("script.py")).c_str(), Pieces::take, &pieces);
+    return pieces;
 }
+
+TEST(WideTextFile, DecodesUtf8DropsTheMarkAndJoinsLineEnds)
+{
+    TempDir dir;
+    const struct { std::string bytes; std::u16string text; } cases[] = {
+        {"\xef\xbb\xbfprint 1\r\nx = 2\r\n", u"print 1\nx = 2\n"},
+        {"a\rb\r\r\nc\r", u"a\rb\r\nc\r"},  // a lone CR stays, also at the very end
+        {"x\xef\xbb\xbf", u"x\ufeff"},      // a mark after the start stays
+        {"\xc3\xa9\xe6\x97\xa5\xf0\x9f\x98\x80", u"\u00e9\u65e5\U0001F600"},
+        // Broken sequences become U+FFFD; their valid beginning goes with them.
+        {"a\xff" "b\xe6\x97" "c\xed\xa0\x80" "d\xc3", u"a\ufffd" "b\ufffd" "c\ufffd\ufffd\ufffd" "d\ufffd"},
+        // CR LF and multi-byte sequences that straddle the reader's 64 KiB blocks.
+        {std::string(65535, 'c') + "\r\n\xe6\x97\xa5", std::u16string(65535, u'c') + u"\n\u65e5"},
+        {std::string(65534, 'c') + "\xe6\x97\xa5", std::u16string(65534, u'c') + u"\u65e5"},
+        {"\xef\xbb\xbf", u""},  // only the mark, or nothing, gives no piece
+        {"", u""},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::PrintToString(c.bytes.substr(0, 20)));
+        Pieces pieces = readBack(dir, c.bytes);
+        EXPECT_TRUE(pieces.ok);
+        EXPECT_EQ(pieces.joined, c.text);
+        EXPECT_EQ(pieces.list.empty(), c.text.empty());
+    }
+}
+
+TEST(WideTextFile, PiecesEndAtLineFeedsOrAfter8193UnitsAndStopWhenAsked)
+{
+    TempDir dir;
+    Pieces pieces = readBack(dir, "one\ntwo\n" + std::string(20000, 'a') + "\ntail");
+    const std::u16string many(8193, u'a');
+    EXPECT_EQ(pieces.list, (std::vector<std::u16string>{u"one\n", u"two\n", many, many,
+                                                         std::u16string(20000 - 2 * 8193, u'a') + u"\n", u"tail"}));
+    // A surrogate pair is never cut between two pieces.
+    pieces = readBack(dir, std::string(8192, 'b') + "\xf0\x9f\x98\x80");
+    EXPECT_EQ(pieces.list, (std::vector<std::u16string>{std::u16string(8192, u'b'), u"\U0001F600"}));
+    EXPECT_EQ(readBack(dir, "1\n2\n3\n", 2).list.size(), 2u);
+
+    Pieces none;
+    EXPECT_FALSE(kelReadWideTextFile(wide(dir.file("missing.py")).c_str(), Pieces::take, &none));
+    EXPECT_FALSE(kelReadWideTextFile(wide(dir.path()).c_str(), Pieces::take, &none));  // a directory
+    EXPECT_TRUE(none.list.empty());
+}
+
+TEST(CriticalSection, IsReentrantAndExcludesOtherThreads)
+{
+    KelCriticalSection section;
+    kelCriticalSectionInit(&section);
+    kelCriticalSectionEnter(&section);
+    kelCriticalSectionEnter(&section);
+    kelCriticalSectionLeave(&section);
+    std::atomic<bool> entered{false};  // still held once: the other thread waits for the second leave
+    std::thread other([&] {
+        kelCriticalSectionEnter(&section);
+        entered = true;
+        kelCriticalSectionLeave(&section);
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    EXPECT_FALSE(entered.load());
+    kelCriticalSectionLeave(&section);
+    other.join();
+    EXPECT_TRUE(entered.load());
+
+    long long counter = 0;  // guarded by the section only
+    int inside = 0;
+    bool overlapped = false;
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([&] {
+            for (int i = 0; i < 200000; ++i) {
+                kelCriticalSectionEnter(&section);
+                overlapped |= ++inside != 1;
+                kelCriticalSectionEnter(&section);  // nested, as the pool does
+                ++counter;
+                kelCriticalSectionLeave(&section);
+                --inside;
+                kelCriticalSectionLeave(&section);
+            }
+        });
+    }
+    for (auto& thread : threads)
+        thread.join();
+    EXPECT_EQ(counter, 4 * 200000);
+    EXPECT_FALSE(overlapped);
+}
+}  // namespace
