@@ -47,38 +47,35 @@ TEST(QtxGrowSize, DoublesFromAtLeastOneUntilTheNeedIsCovered)
 
 TEST(QtxRealloc, SizeRulesBeforeTheHeapIsAsked)
 {
-    ScriptedSyscalls heap;
-    void* block = std::malloc(40);
-    void* before = block;
-    // curSize equal to minNewSize, or between the bounds: left alone.
-    EXPECT_EQ(qtxRealloc(&block, 4, 10, 10, 500), 10);
-    EXPECT_EQ(qtxRealloc(&block, 4, 10, 10, 2), 10);
-    EXPECT_EQ(qtxRealloc(&block, 4, 10, 2, 20), 10);
-    EXPECT_EQ(block, before);
-    EXPECT_TRUE(heap.reallocSizes.empty());
-
-    // Shrinking keeps to maxNewSize and keeps the kept elements.
-    static_cast<int*>(block)[4] = 77;
-    EXPECT_EQ(qtxRealloc(&block, 4, 10, 2, 5), 5);
-    EXPECT_EQ(heap.reallocSizes, Sizes{20});
-    EXPECT_EQ(static_cast<int*>(block)[4], 77);
-    // Shrinking to nothing frees the block; a null block with nothing wanted
-    // allocates nothing.
-    EXPECT_EQ(qtxRealloc(&block, 4, 5, 0), 0);
-    EXPECT_EQ(block, nullptr);
-    EXPECT_EQ(qtxRealloc(&block, 4, 0, 0, 100), 0);
-    EXPECT_EQ(block, nullptr);
-    EXPECT_TRUE(heap.mallocSizes.empty());
-    // An empty block gets exactly minNewSize elements, whatever maxNewSize says.
-    EXPECT_EQ(qtxRealloc(&block, 4, 0, 3, 1000), 3);
-    EXPECT_EQ(heap.mallocSizes, Sizes{12});
-    std::free(block);
-
-    // A grown block reads zero from the old end.
-    block = patterned(30);
-    EXPECT_EQ(qtxRealloc(&block, 3, 10, 11, 400), 400);
-    EXPECT_EQ(patternThenZeros(block, 30, 1200), "");
-    std::free(block);
+    struct {
+        const char* what;
+        int curSize, minSize, maxSize, result;
+        Sizes reallocs, mallocs;
+    } cases[] = {
+        {"cur equal to min: nothing else is looked at", 10, 10, 500, 10, {}, {}},
+        {"cur equal to min, max below both", 10, 10, 2, 10, {}, {}},
+        {"between the bounds", 10, 2, 20, 10, {}, {}},
+        {"shrinking keeps to max", 10, 2, 5, 5, {20}, {}},
+        {"shrinking to nothing frees", 5, 0, 0, 0, {}, {}},
+        {"nothing wanted of nothing", 0, 0, 100, 0, {}, {}},
+        {"an empty block gets exactly min", 0, 3, 1000, 3, {}, {12}},
+        {"a grown block reads zero from the old end", 10, 11, 400, 400, {1600}, {}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        ScriptedSyscalls heap;
+        void* block = c.curSize ? patterned(c.curSize * 4) : nullptr;
+        void* before = block;
+        EXPECT_EQ(qtxRealloc(&block, 4, c.curSize, c.minSize, c.maxSize), c.result);
+        EXPECT_EQ(heap.reallocSizes, c.reallocs);
+        EXPECT_EQ(heap.mallocSizes, c.mallocs);
+        EXPECT_EQ(block == nullptr, c.result == 0);
+        if (c.result == c.curSize)
+            EXPECT_EQ(block, before);
+        if (block && c.curSize)  // a fresh block is uninitialised
+            EXPECT_EQ(patternThenZeros(block, 4 * std::min(c.curSize, c.result), 4 * c.result), "");
+        std::free(block);
+    }
 }
 
 TEST(QtxRealloc, BoundsTheWrongWayRoundAssertAndGoOn)
@@ -99,19 +96,6 @@ TEST(QtxRealloc, BoundsTheWrongWayRoundAssertAndGoOn)
     handler.calls.clear();
     EXPECT_EQ(qtxRealloc(&block, 1, 15, 6, 4), 4);
     EXPECT_EQ(handler.calls, "maxNewSize >= minNewSize @ .\\qtxrealloc\n");
-    std::free(block);
-}
-
-TEST(QtxMalloc, GivesCountAndTreatsZeroBytesAsSuccess)
-{
-    ScriptedSyscalls heap;
-    void* block = nullptr;
-    EXPECT_EQ(qtxMalloc(&block, 8, 6), 6);
-    EXPECT_EQ(heap.mallocSizes, Sizes{48});
-    std::free(block);
-    // Even when the heap gives null for an empty request.
-    heap.mallocRefuseFrom = 0;
-    EXPECT_EQ(qtxMalloc(&block, 8, 0), 0);
     std::free(block);
 }
 
@@ -165,20 +149,25 @@ TEST_F(QtxShortHeap, ReducedSizesThenTheManagerThenTheSpill)
     }
 }
 
-TEST_F(QtxShortHeap, MallocAsksTheManagerUntilTheHeapGives)
+TEST_F(QtxShortHeap, MallocGivesTheCountAndAsksTheManagerUntilTheHeapGives)
 {
     ScriptedSyscalls heap;
+    void* block = nullptr;
+    // Zero bytes are a success even when the heap gives null for them.
+    heap.mallocRefuseFrom = 0;
+    EXPECT_EQ(qtxMalloc(&block, 8, 0), 0);
+    std::free(block);
+    heap.mallocSizes.clear();
     heap.mallocRefuseFrom = 0;
     manager.answer = [](int asked) {
         if (asked == 40)
             ScriptedSyscalls::mallocRefuseFrom = SIZE_MAX;
         return true;
     };
-    void* block = nullptr;
     EXPECT_EQ(qtxMalloc(&block, 2, 50), 50);
     EXPECT_NE(block, nullptr);
     EXPECT_EQ(manager.asked, 40);
-    EXPECT_EQ(heap.mallocSizes.size(), 41u);
+    EXPECT_EQ(heap.mallocSizes, Sizes(41, 100));
     std::free(block);
 }
 
