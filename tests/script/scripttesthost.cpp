@@ -1,5 +1,7 @@
 #include "tests/script/scripttesthost.h"
 
+#include <gtest/gtest.h>
+
 #include "script/pyref.h"
 
 int RecordingAssertHandler::handleAssert(const char* expression, const char* file, int line)
@@ -21,8 +23,7 @@ void RecordingAssertHandler::queryInterface(const char* name, void* out, bool fl
 
 namespace {
 
-// The services are held here, so that no lookup's release ever drops the
-// last reference of an object the host owns.
+// Held here, so that no lookup's release drops the host's last reference.
 template <class T>
 void publish(ScriptTestHost& host, IPtr<T>& slot, T* service, const char* name)
 {
@@ -40,8 +41,7 @@ ScriptTestHost* makeHost()
     publish(*host, host->asserts, new RecordingAssertHandler, "IKelAssertHandlerCB");
     host->engine->quiet = true;
     host->dirs->setDirectory("exe", KEL_BUILD_ROOT);
-    // Removed at the end of the process, after the last test.
-    static TempDir directory;
+    static TempDir directory;  // removed at the end of the process
     host->dirs->setDirectory("macros", directory.path());
     host->dirs->setDirectory("temp", directory.path());
     host->store->declareStringAppState("Python/Output String", 0, KelWideString::emptyString(), 0);
@@ -72,7 +72,6 @@ PyObject* mainDict()
     return PyModule_GetDict(PyImport_AddModule("__main__"));  // borrowed, borrowed
 }
 
-// "null" when nothing is set; otherwise the error as "ExcType: text".
 std::string takeError()
 {
     if (!PyErr_Occurred())
@@ -101,4 +100,10 @@ std::string pyRun(const std::string& statements)
 {
     PyRef value = PyRef::steal(PyRun_String(statements.c_str(), Py_file_input, mainDict(), mainDict()));
     return value ? std::string() : takeError();
+}
+
+void expectEvals(std::initializer_list<EvalCase> cases)
+{
+    for (const EvalCase& c : cases)
+        EXPECT_EQ(pyEval(c.expression), c.expected) << c.expression;
 }

@@ -1,23 +1,20 @@
-// The host that the script tests of this binary share.
-//
-// Python can start only once per process, and the interpreter is a
-// singleton, so one host lives from the first test that asks for it to the
-// end of the process: a provider with the reference host's script factory,
-// script engine (quiet, messages kept), command list with the basic
-// commands, data store, directories ("exe" is the build root, where the
-// kelapp package lives; "macros" and "temp" a temporary directory), and an
+// The host that the script tests of this binary share. Python starts once per
+// process and the interpreter is a singleton, so one host lives to the end:
+// the reference host's factory, engine (quiet, messages kept), command list,
+// data store, directories ("exe" = the build root, where kelapp lives) and an
 // assertion handler that records instead of ending the process.
 #pragma once
 
+#include <initializer_list>
 #include <string>
 #include <vector>
 
 #include "component/hostservices.h"
 #include "component/interfacenamelist.h"
 #include "component/iptr.h"
+#include "host/commandsets.h"
 #include "host/hostdatastore.h"
 #include "host/hostdirservice.h"
-#include "host/commandsets.h"
 #include "host/scriptvalues.h"
 #include "script/scriptinterpreterpython.h"
 #include "tests/support/testprovider.h"
@@ -28,8 +25,7 @@ public:
     void queryInterface(const char* name, void* out, bool flag) override;
     const char* className() override { return "RecordingAssertHandler"; }
 
-    // "expression in file", one per failed assertion.
-    std::vector<std::string> failures;
+    std::vector<std::string> failures;  // "expression in file"
 };
 
 // A value of a type that the host's factory does not know.
@@ -63,9 +59,15 @@ struct ScriptTestHost {
 // Made on first use, with Python up and the commands bound; never destroyed.
 ScriptTestHost& scriptTestHost();
 
-// Python helpers, all in the namespace of __main__ (the host must exist):
-// pyEval gives the ascii() of the expression's value, "ExcType: text" when it
-// raised (the error is cleared), or "null" when it gave null without an
-// error; pyRun runs statements and gives "" or the same error text.
+// In the namespace of __main__: pyEval gives the ascii() of the value,
+// "ExcType: text" when it raised (the error is cleared), or "null" for null
+// without an error; pyRun runs statements and gives "" or the error text.
 std::string pyEval(const std::string& expression);
 std::string pyRun(const std::string& statements);
+
+struct EvalCase {
+    const char* expression;
+    std::string expected;
+};
+// Expects pyEval of each expression to give its text.
+void expectEvals(std::initializer_list<EvalCase> cases);
