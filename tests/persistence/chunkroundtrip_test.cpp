@@ -10,22 +10,13 @@
 #include "host/kelfilestream.h"
 #include "host/kelmemorystream.h"
 #include "persistence/kelfile.h"
+#include "tests/persistence/fakestreams.h"
 #include "tests/support/testprovider.h"
 #include "text/qtxcstring.h"
 
 namespace {
 
-using Bytes = std::vector<uint8_t>;
-
 const std::vector<size_t> payloadSizes = {0, 1, 7, 255, 256, 1015, 1016, 1023, 1024, 1025, 3000};
-
-Bytes pattern(size_t size)
-{
-    Bytes bytes(size);
-    for (size_t i = 0; i < size; ++i)
-        bytes[i] = static_cast<uint8_t>(i * 31 + size);
-    return bytes;
-}
 
 KelID identityFor(size_t n)
 {

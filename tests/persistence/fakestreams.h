@@ -1,26 +1,51 @@
-// Scripted streams for the persistence tests: short reads and failing writes,
-// which the host's memory and file streams never produce.
+// What the persistence tests share: byte builders, and scripted streams for
+// short reads and failing writes, which the host's streams never produce.
 #pragma once
 
 #include <algorithm>
 #include <cstring>
 #include <map>
+#include <string>
 #include <vector>
 
+#include "component/hostservices.h"
 #include "persistence/kelbinarystream.h"
+
+using Bytes = std::vector<uint8_t>;
+
+inline Bytes concat(std::initializer_list<Bytes> parts)
+{
+    Bytes out;
+    for (const Bytes& part : parts)
+        out.insert(out.end(), part.begin(), part.end());
+    return out;
+}
+inline Bytes be32(uint32_t v) { return {uint8_t(v >> 24), uint8_t(v >> 16), uint8_t(v >> 8), uint8_t(v)}; }
+inline Bytes be64(uint64_t v) { return concat({be32(uint32_t(v >> 32)), be32(uint32_t(v))}); }
+// A chunk as raw bytes, with an explicit (possibly wrong) length.
+inline Bytes chunk(uint32_t id, uint8_t version, uint64_t length, const Bytes& payload, bool wide = false)
+{
+    return concat({be32((id << 8) | version), wide ? be64(length) : be32(uint32_t(length)), payload});
+}
+inline Bytes pattern(size_t size)
+{
+    Bytes bytes(size);
+    for (size_t i = 0; i < size; ++i)
+        bytes[i] = uint8_t(i * 31 + size);
+    return bytes;
+}
 
 // Delivers the given bytes, at most `maxPerRead` per call, and records every request.
 class ScriptedInput : public KelBinaryInput {
 public:
-    explicit ScriptedInput(std::vector<uint8_t> data, uint64_t maxPerRead = ~uint64_t(0))
-        : data_(std::move(data)), maxPerRead_(maxPerRead)
+    explicit ScriptedInput(Bytes data, uint64_t maxPerRead = ~uint64_t(0)) : data_(std::move(data)), max_(maxPerRead)
     {
         size = data_.size();
     }
     uint64_t read(void* target, uint64_t byteCount) override
     {
         requests.push_back(byteCount);
-        uint64_t n = std::min({byteCount, uint64_t(data_.size()) - position_, maxPerRead_});
+        uint64_t n = std::min({byteCount, uint64_t(data_.size()) - position_, max_});
         if (n > 0)
             std::memcpy(target, data_.data() + position_, n);
         position_ += n;
@@ -31,32 +56,28 @@ public:
     void seek(int64_t, bool) override {}
     bool good() override { return !short_; }
     void close() override {}
-
     std::vector<uint64_t> requests;
 
 private:
-    std::vector<uint8_t> data_;
-    uint64_t position_ = 0;
-    uint64_t maxPerRead_;
+    Bytes data_;
+    uint64_t position_ = 0, max_;
     bool short_ = false;
 };
 
-// Keeps every write as a block of its own, with the position it was made at,
-// so a test sees how the buffer was handed on; with failWrites set each write
-// fails and leaves the stream bad.
+// Keeps every write as a block with its position, so a test sees how the
+// buffer was handed on; with failWrites set each write fails for good.
 class RecordingOutput : public KelBinaryOutput {
 public:
     struct Block {
         int64_t position;
-        std::vector<uint8_t> bytes;
+        Bytes bytes;
     };
     explicit RecordingOutput(int32_t version = 1) { formatVersion = version; }
-
     void close() override {}
     uint64_t write(const void* source, uint64_t byteCount) override
     {
         const uint8_t* in = static_cast<const uint8_t*>(source);
-        blocks.push_back({position_, std::vector<uint8_t>(in, in + byteCount)});
+        blocks.push_back({position_, Bytes(in, in + byteCount)});
         failed_ = failed_ || failWrites;
         position_ += failWrites ? 0 : int64_t(byteCount);
         return failWrites ? 0 : byteCount;
@@ -65,14 +86,17 @@ public:
     void seek(int64_t position, bool) override { position_ = position; }
     bool good() override { return !failed_; }
 
-    // The bytes as they would stand in a file, later writes over earlier ones.
-    std::map<int64_t, uint8_t> image() const
+    // The bytes from `position` on as they would stand in a file, later writes over earlier ones.
+    Bytes image(int64_t position, size_t count) const
     {
         std::map<int64_t, uint8_t> out;
         for (const Block& block : blocks)
             for (size_t i = 0; i < block.bytes.size(); ++i)
                 out[block.position + int64_t(i)] = block.bytes[i];
-        return out;
+        Bytes bytes;
+        for (size_t i = 0; i < count; ++i)
+            bytes.push_back(out[position + int64_t(i)]);
+        return bytes;
     }
     std::vector<size_t> blockSizes() const
     {
@@ -81,11 +105,26 @@ public:
             sizes.push_back(block.bytes.size());
         return sizes;
     }
-
     std::vector<Block> blocks;
     bool failWrites = false;
 
 private:
     int64_t position_ = 0;
     bool failed_ = false;
+};
+
+class AssertRecorder : public IKelAssertHandlerCB {
+public:
+    int handleAssert(const char* expression, const char* file, int) override
+    {
+        expressions.push_back(std::string(expression) + " @ " + file);
+        return 0;
+    }
+    void queryInterface(const char* name, void* out, bool) override
+    {
+        bool known = kelSameName(name, "IKelAssertHandlerCB");
+        *static_cast<void**>(out) = known ? static_cast<IKelAssertHandlerCB*>(this) : nullptr;
+    }
+    const char* className() override { return "AssertRecorder"; }
+    std::vector<std::string> expressions;
 };

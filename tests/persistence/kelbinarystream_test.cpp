@@ -10,16 +10,6 @@
 
 namespace {
 
-using Bytes = std::vector<uint8_t>;
-
-Bytes pattern(size_t size)
-{
-    Bytes bytes(size);
-    for (size_t i = 0; i < size; ++i)
-        bytes[i] = uint8_t(i * 7 + 1);
-    return bytes;
-}
-
 bool put(KelBinaryOutput& out, const uint8_t* v, uint64_t n) { return out.write8(v, n); }
 bool put(KelBinaryOutput& out, const uint16_t* v, uint64_t n) { return out.write16(v, n); }
 bool put(KelBinaryOutput& out, const uint32_t* v, uint64_t n) { return out.write32(v, n); }
