@@ -41,8 +41,8 @@ TEST(HostValues, WrittenTextReadsBackAsTheSameValue)
 
 TEST(HostCommands, ListFindsByNameAndReplacesInPlace)
 {
-    auto one = +[](ScriptCall& call) { return call.giveInt(1), true; };
-    auto two = +[](ScriptCall& call) { return call.giveInt(2), true; };
+    auto one = +[](ScriptCall& call) { call.giveInt(1); return true; };
+    auto two = +[](ScriptCall& call) { call.giveInt(2); return true; };
     IPtr<HostCommandList> list(new HostCommandList);
     EXPECT_EQ(list->find(KelCString("one", kelBorrow)), nullptr);
     list->add("one", one, "one()");
