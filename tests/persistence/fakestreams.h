@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <map>
 #include <string>
 #include <vector>
 
@@ -86,18 +85,6 @@ public:
     void seek(int64_t position, bool) override { position_ = position; }
     bool good() override { return !failed_; }
 
-    // The bytes from `position` on as they would stand in a file, later writes over earlier ones.
-    Bytes image(int64_t position, size_t count) const
-    {
-        std::map<int64_t, uint8_t> out;
-        for (const Block& block : blocks)
-            for (size_t i = 0; i < block.bytes.size(); ++i)
-                out[block.position + int64_t(i)] = block.bytes[i];
-        Bytes bytes;
-        for (size_t i = 0; i < count; ++i)
-            bytes.push_back(out[position + int64_t(i)]);
-        return bytes;
-    }
     std::vector<size_t> blockSizes() const
     {
         std::vector<size_t> sizes;
