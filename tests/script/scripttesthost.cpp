@@ -4,23 +4,6 @@
 
 #include "script/pyref.h"
 
-int RecordingAssertHandler::handleAssert(const char* expression, const char* file, int line)
-{
-    failures.push_back(std::string(expression) + " in " + file);
-    return 0;
-}
-
-void RecordingAssertHandler::queryInterface(const char* name, void* out, bool flag)
-{
-    void* base = nullptr;
-    if (kelSameName(name, interfaceName))
-        base = static_cast<IKelAssertHandlerCB*>(this);
-    else if (kelSameName(name, IKelUnknown::interfaceName))
-        base = static_cast<IKelUnknown*>(this);
-    if (name)
-        *static_cast<void**>(out) = base;
-}
-
 namespace {
 
 // Held here, so that no lookup's release drops the host's last reference.
@@ -38,7 +21,8 @@ ScriptTestHost* makeHost()
     publish(*host, host->engine, new HostScriptEngine, "IScriptEngine");
     publish(*host, host->store, new HostDataStore, "IDataStore");
     publish(*host, host->dirs, new HostDirService, "IKelDirService");
-    publish(*host, host->asserts, new RecordingAssertHandler, "IKelAssertHandlerCB");
+    publish(*host, host->asserts, new HostAssertHandler, "IKelAssertHandlerCB");
+    host->asserts->setStream(nullptr);
     host->engine->quiet = true;
     host->dirs->setDirectory("exe", KEL_BUILD_ROOT);
     static TempDir directory;  // removed at the end of the process

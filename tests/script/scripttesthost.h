@@ -1,8 +1,8 @@
 // The host that the script tests of this binary share. Python starts once per
 // process and the interpreter is a singleton, so one host lives to the end:
 // the reference host's factory, engine (quiet, messages kept), command list,
-// data store, directories ("exe" = the build root, where kelapp lives) and an
-// assertion handler that records instead of ending the process.
+// data store, directories ("exe" = the build root, where kelapp lives) and
+// assertion handler.
 #pragma once
 
 #include <initializer_list>
@@ -15,18 +15,10 @@
 #include "host/commandsets.h"
 #include "host/hostdatastore.h"
 #include "host/hostdirservice.h"
+#include "host/hostreporting.h"
 #include "host/scriptvalues.h"
 #include "script/scriptinterpreterpython.h"
 #include "tests/support/testprovider.h"
-
-class RecordingAssertHandler : public IKelAssertHandlerCB {
-public:
-    int handleAssert(const char* expression, const char* file, int line) override;
-    void queryInterface(const char* name, void* out, bool flag) override;
-    const char* className() override { return "RecordingAssertHandler"; }
-
-    std::vector<std::string> failures;  // "expression in file"
-};
 
 // A value of a type that the host's factory does not know.
 class ForeignValue final : public HostScriptObject, public virtual IScriptValue {
@@ -52,7 +44,7 @@ struct ScriptTestHost {
     IPtr<HostCommandList> commands;
     IPtr<HostDataStore> store;
     IPtr<HostDirService> dirs;
-    IPtr<RecordingAssertHandler> asserts;
+    IPtr<HostAssertHandler> asserts;  // silent
     ScriptInterpreterPython* interpreter = nullptr;  // one reference kept for good
 };
 
