@@ -85,13 +85,6 @@ public:
     void seek(int64_t position, bool) override { position_ = position; }
     bool good() override { return !failed_; }
 
-    std::vector<size_t> blockSizes() const
-    {
-        std::vector<size_t> sizes;
-        for (const Block& block : blocks)
-            sizes.push_back(block.bytes.size());
-        return sizes;
-    }
     std::vector<Block> blocks;
     bool failWrites = false;
 

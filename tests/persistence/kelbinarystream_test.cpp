@@ -3,36 +3,25 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
 #include <tuple>
-#include <vector>
 
 #include "tests/persistence/fakestreams.h"
 
 namespace {
 
-bool put(KelBinaryOutput& out, const uint8_t* v, uint64_t n) { return out.write8(v, n); }
-bool put(KelBinaryOutput& out, const uint16_t* v, uint64_t n) { return out.write16(v, n); }
-bool put(KelBinaryOutput& out, const uint32_t* v, uint64_t n) { return out.write32(v, n); }
-bool put(KelBinaryOutput& out, const uint64_t* v, uint64_t n) { return out.write64(v, n); }
-
-// Writes `bytes` in one typed call, as the big-endian elements of type T they spell.
-template <class T>
-bool putAs(KelBinaryOutput& out, const Bytes& bytes)
+// Writes `bytes` in one call, as big-endian elements of `size` bytes; size 0 is a raw write.
+bool putElements(KelBinaryOutput& out, int size, const Bytes& bytes)
 {
-    std::vector<T> values(bytes.size() / sizeof(T));
-    for (size_t i = 0; i < bytes.size(); ++i)
-        values[i / sizeof(T)] = T((uint64_t(values[i / sizeof(T)]) << 8) | bytes[i]);
-    return put(out, values.data(), values.size());
-}
-
-// elementSize 0 is a raw write.
-bool putElements(KelBinaryOutput& out, int elementSize, const Bytes& bytes)
-{
-    switch (elementSize) {
-    case 1: return putAs<uint8_t>(out, bytes);
-    case 2: return putAs<uint16_t>(out, bytes);
-    case 4: return putAs<uint32_t>(out, bytes);
-    case 8: return putAs<uint64_t>(out, bytes);
+    std::vector<uint64_t> v(size ? bytes.size() / size : 0);
+    for (size_t i = 0; size && i < bytes.size(); ++i)
+        v[i / size] = v[i / size] << 8 | bytes[i];
+    auto as = [&v](auto zero) { return std::vector<decltype(zero)>(v.begin(), v.end()); };
+    switch (size) {
+    case 1: return out.write8(as(uint8_t()).data(), v.size());
+    case 2: return out.write16(as(uint16_t()).data(), v.size());
+    case 4: return out.write32(as(uint32_t()).data(), v.size());
+    case 8: return out.write64(v.data(), v.size());
     }
     return out.writeRaw(bytes.data(), bytes.size());
 }
@@ -58,19 +47,20 @@ TEST(BinaryStream, WritesLeaveInBlocksWithoutSplitElements)
              {2, 2, 1200, {1024}, 178},
              {1000, 0, 1500, {1024, 1024}, 452},  // raw runs fill the buffer to the brim
              {1000, 0, 0, {}, 1000}}) {
+        SCOPED_TRACE(std::to_string(c.prefill) + "/" + std::to_string(c.elementSize));
         RecordingOutput out;
-        Bytes expected(c.prefill, 0xee);
-        out.writeRaw(expected.data(), expected.size());
-        Bytes data = pattern(c.byteCount);
-        EXPECT_TRUE(putElements(out, c.elementSize, data));
-        EXPECT_EQ(out.blockSizes(), c.blocks) << c.prefill << "/" << c.elementSize;
-        EXPECT_EQ(out.fill, c.fill) << c.prefill << "/" << c.elementSize;
-
-        expected.insert(expected.end(), data.begin(), data.end());
-        Bytes written(out.buffer, out.buffer + out.fill);
-        for (auto block = out.blocks.rbegin(); block != out.blocks.rend(); ++block)
-            written.insert(written.begin(), block->bytes.begin(), block->bytes.end());
-        EXPECT_EQ(written, expected) << c.prefill << "/" << c.elementSize;
+        Bytes expected = concat({Bytes(c.prefill, 0xee), pattern(c.byteCount)}), written;
+        out.writeRaw(expected.data(), c.prefill);
+        EXPECT_TRUE(putElements(out, c.elementSize, pattern(c.byteCount)));
+        std::vector<size_t> blocks;
+        for (const auto& block : out.blocks) {
+            blocks.push_back(block.bytes.size());
+            written.insert(written.end(), block.bytes.begin(), block.bytes.end());
+        }
+        written.insert(written.end(), out.buffer, out.buffer + out.fill);
+        EXPECT_EQ(blocks, c.blocks);
+        EXPECT_EQ(out.fill, c.fill);
+        EXPECT_EQ(written, expected);
     }
 }
 
