@@ -13,9 +13,9 @@ namespace {
 
 IPtr<IScriptActualArgList> keptList;
 
-// The module "k" holds "foreign" and "keep", added to the list after "kel"
-// was made, and "gone", which is not in it; made as the interpreter
-// publishes commands: one entry point, the name as self.
+// Functions "foreign" and "keep", added to the list after "kel" was made, and
+// "gone", which is not in it; made as the interpreter publishes commands: one
+// entry point, the name as self.
 void publishCommands()
 {
     static bool done = false;
@@ -27,16 +27,13 @@ void publishCommands()
     commands.add("keep", [](ScriptCall& call) { keptList = call.args(); return true; }, "keep(...)");
     static PyMethodDef rows[3];
     const char* names[] = {"foreign", "keep", "gone"};
-    PyRef module = PyRef::steal(PyModule_New("k"));
     for (int i = 0; i < 3; ++i) {
-        const char* name = names[i];
-        rows[i] = {name, reinterpret_cast<PyCFunction>(reinterpret_cast<void (*)()>(callCommand)),
+        rows[i] = {names[i], reinterpret_cast<PyCFunction>(reinterpret_cast<void (*)()>(callCommand)),
                    METH_VARARGS | METH_KEYWORDS, nullptr};
-        PyRef self = PyRef::steal(PyUnicode_FromString(name));
+        PyRef self = PyRef::steal(PyUnicode_FromString(names[i]));
         PyRef function = PyRef::steal(PyCFunction_NewEx(&rows[i], self.get(), nullptr));
-        PyObject_SetAttrString(module.get(), name, function.get());
+        PyDict_SetItemString(PyModule_GetDict(PyImport_AddModule("__main__")), names[i], function.get());
     }
-    PyDict_SetItemString(PyModule_GetDict(PyImport_AddModule("__main__")), "k", module.get());
 }
 
 using Messages = std::vector<std::string>;
@@ -128,14 +125,14 @@ TEST_F(CommandBridge, ResultWithoutPythonFormGivesNullWithoutAnException)
     EXPECT_EQ(callCommand(self.get(), args.get(), nullptr), nullptr);
     EXPECT_FALSE(PyErr_Occurred());
     EXPECT_EQ(HostScriptObject::alive(), before);
-    EXPECT_EQ(pyEval("k.foreign()").rfind("SystemError: ", 0), 0u);  // Python itself then complains
+    EXPECT_EQ(pyEval("foreign()").rfind("SystemError: ", 0), 0u);  // Python itself then complains
     EXPECT_EQ(messages(), Messages());
 }
 
 TEST_F(CommandBridge, ArgumentListLivesOnOnlyWhenTheCommandKeepsIt)
 {
     const long before = HostScriptObject::alive();
-    EXPECT_EQ(pyEval("k.keep(1, 'x')"), "None");
+    EXPECT_EQ(pyEval("keep(1, 'x')"), "None");
     ASSERT_TRUE(keptList);
     EXPECT_EQ(keptList->refCount(), 1u);
     EXPECT_EQ(HostScriptObject::alive(), before + 3);  // the list and its two values
@@ -164,7 +161,7 @@ TEST_F(CommandBridge, CommandThatLeftTheListIsAnAssertionAndGivesNone)
 {
     const std::vector<HostAssertHandler::Failure>& failures = scriptTestHost().asserts->failures();
     const size_t before = failures.size();
-    EXPECT_EQ(pyEval("k.gone(1)"), "None");
+    EXPECT_EQ(pyEval("gone(1)"), "None");
     ASSERT_EQ(failures.size(), before + 1);
     EXPECT_EQ(failures.back().expression + " in " + failures.back().file, "cmd in .\\scriptinterpreterpython");
     EXPECT_EQ(messages(), Messages());
