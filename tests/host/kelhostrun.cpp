@@ -6,19 +6,12 @@
 
 #include "tests/support/testprovider.h"
 
-namespace {
 std::string readFile(const std::string& path)
 {
     std::ifstream in(path, std::ios::binary);
     std::ostringstream text;
     text << in.rdbuf();
     return text.str();
-}
-}  // namespace
-
-const char* kelhostPath()
-{
-    return KELHOST_PATH;
 }
 
 const char* kelComponentPath()
@@ -29,12 +22,8 @@ const char* kelComponentPath()
 std::string shellQuote(const std::string& text)
 {
     std::string quoted = "'";
-    for (char c : text) {
-        if (c == '\'')
-            quoted += "'\\''";
-        else
-            quoted += c;
-    }
+    for (char c : text)
+        quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
     return quoted + "'";
 }
 
@@ -42,12 +31,11 @@ KelhostRun runKelhost(const std::string& arguments, const std::string& input)
 {
     TempDir dir;
     std::ofstream(dir.file("in"), std::ios::binary) << input;
-    std::string command = shellQuote(kelhostPath()) + " " + arguments + " <" + shellQuote(dir.file("in")) + " >" +
+    std::string command = shellQuote(KELHOST_PATH) + " " + arguments + " <" + shellQuote(dir.file("in")) + " >" +
                           shellQuote(dir.file("out")) + " 2>" + shellQuote(dir.file("err"));
     int status = std::system(command.c_str());
     KelhostRun run;
-    // The shell's wait status: the exit code in the second byte when the low
-    // seven bits (the terminating signal) are zero.
+    // The wait status: the exit code in the second byte when no signal ended it.
     if (status != -1 && (status & 0x7f) == 0)
         run.status = (status >> 8) & 0xff;
     run.out = readFile(dir.file("out"));

@@ -5,17 +5,14 @@
 
 struct KelhostRun {
     int status = -1;  // the exit status; -1 when the program did not exit normally
-    std::string out;  // standard output
-    std::string err;  // standard error
+    std::string out;
+    std::string err;
 };
 
 // Runs kelhost with `arguments` (a shell command line fragment, quoted by the
 // caller) and `input` on its standard input.
 KelhostRun runKelhost(const std::string& arguments, const std::string& input = "");
 
-// The built kelhost and python.so.
-const char* kelhostPath();
-const char* kelComponentPath();
-
-// Single-quotes `text` for the shell.
+const char* kelComponentPath();  // the built python.so
 std::string shellQuote(const std::string& text);
+std::string readFile(const std::string& path);  // the whole file, "" when absent
