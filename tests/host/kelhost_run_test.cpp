@@ -5,7 +5,9 @@
 
 #include <filesystem>
 #include <fstream>
+#include <utility>
 
+#include "host/scriptrunner.h"
 #include "tests/host/kelhostrun.h"
 #include "tests/support/testprovider.h"
 
@@ -30,6 +32,11 @@ protected:
     std::string errorFile() const { return dir.file("python_script_errors.log"); }
 };
 
+bool endsWith(const std::string& text, const std::string& end)
+{
+    return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
+}
+
 TEST_F(KelhostRunTest, StatusZeroOneAndTwo)
 {
     KelhostRun ok = kelhost("run " + shellQuote(script("ok.py", "import sys\nprint('args', sys.argv[1:])\n")) +
@@ -49,7 +56,6 @@ TEST_F(KelhostRunTest, StatusZeroOneAndTwo)
     KelhostRun absent = kelhost("run " + shellQuote(missing));
     EXPECT_EQ(absent.status, 2);
     EXPECT_EQ(absent.err, "kelhost: script file not found: " + missing + "\n");
-
     KelhostRun usage = kelhost("run");
     EXPECT_EQ(usage.status, 2);
     EXPECT_NE(usage.err.find("file is required"), std::string::npos) << usage.err;
@@ -63,17 +69,16 @@ TEST_F(KelhostRunTest, SyntaxErrorsAndExitsEndOnlyTheScript)
     EXPECT_EQ(syntax.out, "");
     EXPECT_NE(syntax.err.find("SyntaxError: '(' was never closed"), std::string::npos) << syntax.err;
 
-    const char* enders[] = {"sys.exit(0)", "exit()", "quit(5)", "raise SystemExit(3)"};
-    const char* shown[] = {"Exception: Script exited.\n\n", "SystemExit: None\n\n", "SystemExit: 5\n\n",
-                           "SystemExit: 3\n\n"};
-    for (size_t i = 0; i < std::size(enders); ++i) {
-        std::string text = std::string("import sys\nprint('start')\n") + enders[i] + "\nprint('after')\n";
+    const std::pair<const char*, const char*> cases[] = {
+        {"sys.exit(0)", "Exception: Script exited.\n\n"}, {"exit()", "SystemExit: None\n\n"},
+        {"quit(5)", "SystemExit: 5\n\n"}, {"raise SystemExit(3)", "SystemExit: 3\n\n"}};
+    for (auto [ender, shown] : cases) {
+        std::string text = std::string("import sys\nprint('start')\n") + ender + "\nprint('after')\n";
         KelhostRun run = kelhost("run " + shellQuote(script("exit.py", text)));
-        EXPECT_EQ(run.status, 1) << enders[i];
-        EXPECT_EQ(run.out, "start\n") << enders[i];
-        ASSERT_GE(run.err.size(), std::string(shown[i]).size()) << enders[i];
-        EXPECT_EQ(run.err.substr(run.err.size() - std::string(shown[i]).size()), shown[i]) << run.err;
+        EXPECT_EQ(run.status, 1) << ender;
+        EXPECT_EQ(run.out, "start\n") << ender;
         EXPECT_EQ(run.err.rfind("Python interpreter error:\n", 0), 0u) << run.err;
+        EXPECT_TRUE(endsWith(run.err, shown)) << run.err;
     }
     EXPECT_FALSE(fs::exists(errorFile()));
 }
@@ -100,19 +105,16 @@ TEST_F(KelhostRunTest, CharactersBeyondTheBasicPlaneRoundTrip)
 {
     // U+1F600 and U+10348 through echo, as text and inside a list, in both
     // modes; the script file itself is UTF-8.
-    std::string text =
-        "s = '\xf0\x9f\x98\x80 \xf0\x90\x8d\x88 \xc3\xa9'\n"
-        "r = kel.echo(s)\n"
-        "print(r == s, len(r), r, kel.echo([s])[0] == s)\n";
-    std::string path = script("wide.py", text);
-    KelhostRun file = kelhost("run " + shellQuote(path));
-    EXPECT_EQ(file.status, 0) << file.err;
-    EXPECT_EQ(file.out, "True 5 \xf0\x9f\x98\x80 \xf0\x90\x8d\x88 \xc3\xa9 True\n");
-    KelhostRun console = kelhost("run --console " + shellQuote(path));
-    EXPECT_EQ(console.status, 0) << console.err;
-    EXPECT_EQ(console.out, file.out);
-    KelhostRun exec = kelhost("exec " + shellQuote("print(kel.echo('\xf0\x9f\x98\x80'))"));
-    EXPECT_EQ(exec.out, "\xf0\x9f\x98\x80\n");
+    std::string path = script("wide.py",
+                              "s = '\xf0\x9f\x98\x80 \xf0\x90\x8d\x88 \xc3\xa9'\n"
+                              "r = kel.echo(s)\n"
+                              "print(r == s, len(r), r, kel.echo([s])[0] == s)\n");
+    for (const char* mode : {"", "--console "}) {
+        KelhostRun run = kelhost(std::string("run ") + mode + shellQuote(path));
+        EXPECT_EQ(run.status, 0) << run.err;
+        EXPECT_EQ(run.out, "True 5 \xf0\x9f\x98\x80 \xf0\x90\x8d\x88 \xc3\xa9 True\n") << mode;
+    }
+    EXPECT_EQ(kelhost("exec " + shellQuote("print(kel.echo('\xf0\x9f\x98\x80'))")).out, "\xf0\x9f\x98\x80\n");
 }
 
 TEST_F(KelhostRunTest, AMacrosDirectoryWithQuotesSpacesAndLetters)
@@ -123,14 +125,15 @@ TEST_F(KelhostRunTest, AMacrosDirectoryWithQuotesSpacesAndLetters)
                                 shellQuote("import os\nprint(os.path.dirname(errFileName))\n1/0"));
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.out, macros + "\n");
-    EXPECT_NE(run.err.find("ZeroDivisionError: division by zero\n"), std::string::npos) << run.err;
+    EXPECT_TRUE(endsWith(run.err, "ZeroDivisionError: division by zero\n\n")) << run.err;
     EXPECT_EQ(run.err.find("FileNotFoundError"), std::string::npos) << run.err;
     EXPECT_TRUE(fs::is_empty(macros));
 }
 
 TEST_F(KelhostRunTest, ConsoleModeShowsOutputAndErrorsLive)
 {
-    KelhostRun run = kelhost("exec --console " + shellQuote("print('out')\nimport sys\nsys.stderr.write('err\\n')\n1/0"));
+    KelhostRun run =
+        kelhost("exec --console " + shellQuote("print('out')\nimport sys\nsys.stderr.write('err\\n')\n1/0"));
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.out, "out\n");
     EXPECT_EQ(run.err.rfind("err\nTraceback (most recent call last):\n", 0), 0u) << run.err;
@@ -147,9 +150,7 @@ TEST_F(KelhostRunTest, RecordThenReplay)
     std::string recorded = dir.file("recorded.py");
     KelhostRun record = kelhost("run --record " + shellQuote(recorded) + " " + shellQuote(script("orig.py", original)));
     EXPECT_EQ(record.status, 0) << record.err;
-    std::ifstream in(recorded, std::ios::binary);
-    std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    EXPECT_EQ(text,
+    EXPECT_EQ(readFile(recorded),
               "# -*- coding: utf-8 -*-\n"
               "kel.echo(u'h\xc3\xa9llo \xf0\x9f\x98\x80')\n"
               "kel.add(0, 2.5)\n"
@@ -159,46 +160,29 @@ TEST_F(KelhostRunTest, RecordThenReplay)
     std::string again = dir.file("again.py");
     KelhostRun replay = kelhost("run --record " + shellQuote(again) + " " + shellQuote(recorded));
     EXPECT_EQ(replay.status, 0) << replay.err;
-    std::ifstream in2(again, std::ios::binary);
-    std::string text2((std::istreambuf_iterator<char>(in2)), std::istreambuf_iterator<char>());
-    EXPECT_EQ(text2, text);
+    EXPECT_EQ(readFile(again), readFile(recorded));
 }
 
 TEST_F(KelhostRunTest, TheInteractiveConsoleRunsEachStatement)
 {
-    KelhostRun run = kelhost("console", "x = 2\nif x:\n    print('block', x)\n\nprint(kel.add(x, 1))\n1/0\nprint('still here')\n");
+    KelhostRun run =
+        kelhost("console", "x = 2\nif x:\n    print('block', x)\n\nprint(kel.add(x, 1))\n1/0\nprint('still here')\n");
     EXPECT_EQ(run.status, 0) << run.err;
-    EXPECT_NE(run.out.find("block 2\n"), std::string::npos) << run.out;
-    EXPECT_NE(run.out.find("3\n"), std::string::npos) << run.out;
-    EXPECT_NE(run.out.find("still here\n"), std::string::npos) << run.out;
+    for (const char* shown : {"block 2\n", "3\n", "still here\n"})
+        EXPECT_NE(run.out.find(shown), std::string::npos) << run.out;
     EXPECT_NE(run.err.find("ZeroDivisionError"), std::string::npos) << run.err;
 }
 
-}  // namespace
-
-#include "host/scriptrunner.h"
-
-namespace {
-
 TEST(ScriptConsoleTest, ContinuationLinesForBlocksBracketsAndStrings)
 {
-    // Complete statements.
-    EXPECT_FALSE(scriptNeedsMoreLines("x = 1\n"));
-    EXPECT_FALSE(scriptNeedsMoreLines("d = {'a': 1}\n"));
-    EXPECT_FALSE(scriptNeedsMoreLines("s = 'a:' # ends in ':'\n"));
-    EXPECT_FALSE(scriptNeedsMoreLines("f(1,\n  2)\n"));
-    EXPECT_FALSE(scriptNeedsMoreLines("if x:\n    y()\n\n"));
-    EXPECT_FALSE(scriptNeedsMoreLines("t = '''a\nb'''\n"));
-    EXPECT_FALSE(scriptNeedsMoreLines("s = ')' + \"(\"\n"));
-    // A block runs until an empty line.
-    EXPECT_TRUE(scriptNeedsMoreLines("if x:\n"));
-    EXPECT_TRUE(scriptNeedsMoreLines("for i in r:  # loop\n"));
-    EXPECT_TRUE(scriptNeedsMoreLines("def f():\n    return 1\n"));
-    // Open brackets, strings and explicit continuations.
-    EXPECT_TRUE(scriptNeedsMoreLines("f(1,\n"));
-    EXPECT_TRUE(scriptNeedsMoreLines("x = [\n  1, (2,\n"));
-    EXPECT_TRUE(scriptNeedsMoreLines("t = '''a\n"));
-    EXPECT_TRUE(scriptNeedsMoreLines("x = 1 + \\\n"));
+    for (const char* complete : {"x = 1\n", "d = {'a': 1}\n", "s = 'a:' # ends in ':'\n", "f(1,\n  2)\n",
+                                 "if x:\n    y()\n\n", "t = '''a\nb'''\n", "s = ')' + \"(\"\n"})
+        EXPECT_FALSE(scriptNeedsMoreLines(complete)) << complete;
+    // A block runs until an empty line; open brackets and strings and a
+    // trailing backslash continue too.
+    for (const char* open : {"if x:\n", "for i in r:  # loop\n", "def f():\n    return 1\n", "f(1,\n",
+                             "x = [\n  1, (2,\n", "t = '''a\n", "x = 1 + \\\n"})
+        EXPECT_TRUE(scriptNeedsMoreLines(open)) << open;
 }
 
 }  // namespace
