@@ -1,20 +1,18 @@
 // What the parameter tests share: a provider with a file-magic service, and
-// parameter chunks built sub-chunk by sub-chunk.
+// parameter chunks built from their sub-chunks as bytes.
 #pragma once
 
 #include <gtest/gtest.h>
 
-#include <functional>
+#include <cstring>
 #include <vector>
 
-#include "component/hostservices.h"
 #include "host/kelmemorystream.h"
 #include "parameters/kelidpar.h"
 #include "parameters/kelidspar.h"
 #include "persistence/kelfile.h"
+#include "tests/persistence/fakestreams.h"
 #include "tests/support/testprovider.h"
-
-using Bytes = std::vector<uint8_t>;
 
 constexpr uint32_t testMagic = 0x0a0b0c;
 
@@ -27,11 +25,8 @@ public:
     }
     void queryInterface(const char* name, void* out, bool) override
     {
-        *static_cast<void**>(out) = nullptr;
-        if (kelSameName(name, "IQtxFileMagic"))
-            *static_cast<void**>(out) = static_cast<IQtxFileMagic*>(this);
-        else if (kelSameName(name, "IKelUnknown"))
-            *static_cast<void**>(out) = static_cast<IKelUnknown*>(this);
+        bool known = kelSameName(name, "IQtxFileMagic");
+        *static_cast<void**>(out) = known ? static_cast<IQtxFileMagic*>(this) : nullptr;
     }
     const char* className() override { return "TestFileMagic"; }
 
@@ -63,9 +58,7 @@ protected:
         EXPECT_TRUE(parameter.save(&holder));
         return out.bytes();
     }
-
-    // Loads `parameter` from `bytes`; the stream's width is preset to 64 for
-    // 8-byte lengths, as a root chunk would have set it.
+    // Loads `parameter` from `bytes`; width 64 reads 8-byte lengths, as a root chunk would have set it.
     static bool loaded(IKelPersistable& parameter, const Bytes& bytes, uint32_t width = 0)
     {
         KelMemoryInput in(bytes.data(), bytes.size(), width);
@@ -75,45 +68,32 @@ protected:
         return result;
     }
 
-    // A parameter chunk with the given head and whatever `body` writes into it.
-    static Bytes chunkWith(uint32_t id, int version, const std::function<void(KelChunkWriter&)>& body)
+    // Chunks with their lengths worked out, 8-byte ones while `wide` is set.
+    Bytes nest(uint32_t id, const Bytes& payload, uint8_t version = 0) const
+    {
+        return chunk(id, version, payload.size() + (wide ? 12 : 8), payload, wide);
+    }
+    Bytes parameter(const Bytes& subChunks, uint8_t version = 2) const { return nest(testMagic, subChunks, version); }
+    static Bytes bare(const KelID& id)
     {
         KelMemoryOutput out(1);
-        {
-            KelChunkWriter writer(&out, false);
-            writer.beginChunk(id, version);
-            body(writer);
-        }
+        writeID(id, &out);
         return out.bytes();
     }
-    static void name(KelChunkWriter& w, const char* text)
+    Bytes identity(const KelID& id) const { return nest(kelChunkID, bare(id)); }
+    Bytes text(const char* chars) const { return nest(kelChunkString, Bytes(chars, chars + std::strlen(chars))); }
+    Bytes name(const char* chars) const { return nest(0, text(chars)); }
+    Bytes type(const KelID& id) const { return nest(128, bare(id)); }
+    Bytes single(const KelID& id) const { return nest(256, identity(id)); }
+    Bytes list(const std::vector<KelID>& ids, int64_t storedCount = -1) const
     {
-        w.beginChunk(0, 0);
-        w.writeCStringChunk(KelCString(text, kelBorrow));
-        w.endChunk();
-    }
-    static void type(KelChunkWriter& w, const KelID& id)
-    {
-        w.beginChunk(128, 0);
-        writeID(id, w.stream());
-        w.endChunk();
-    }
-    static void single(KelChunkWriter& w, const KelID& id)
-    {
-        w.beginChunk(256, 0);
-        w.writeIDChunk(id);
-        w.endChunk();
-    }
-    static void list(KelChunkWriter& w, const std::vector<KelID>& ids, int64_t storedCount = -1)
-    {
-        w.beginChunk(257, 0);
-        uint32_t count = uint32_t(storedCount < 0 ? int64_t(ids.size()) : storedCount);
-        w.stream()->write32(&count, 1);
+        Bytes payload = be32(uint32_t(storedCount < 0 ? int64_t(ids.size()) : storedCount));
         for (const KelID& id : ids)
-            w.writeIDChunk(id);
-        w.endChunk();
+            payload = concat({payload, identity(id)});
+        return nest(257, payload);
     }
 
     TestServiceProvider provider;
     TestFileMagic magic;
+    bool wide = false;
 };

@@ -6,103 +6,64 @@
 
 using QTXModelFeature::KelIDPar;
 using QTXModelFeature::KelIDsPar;
+using QTXModelFeature::Parameter;
 
-namespace {
-
-Bytes be32(uint32_t v)
+TEST_F(ParameterTest, ParametersAreStoredByteForByteInBothWidths)
 {
-    return {uint8_t(v >> 24), uint8_t(v >> 16), uint8_t(v >> 8), uint8_t(v)};
-}
-Bytes cat(std::initializer_list<Bytes> parts)
-{
-    Bytes out;
-    for (const Bytes& p : parts)
-        out.insert(out.end(), p.begin(), p.end());
-    return out;
-}
-// The length fields of an 8-byte stream, read at the given positions.
-std::vector<uint64_t> wideLengthsAt(const Bytes& bytes, std::initializer_list<size_t> positions)
-{
-    std::vector<uint64_t> lengths;
-    for (size_t p : positions) {
-        uint64_t v = 0;
-        for (size_t i = 0; i < 8; ++i)
-            v = (v << 8) | bytes[p + 4 + i];
-        lengths.push_back(v);
-    }
-    return lengths;
-}
-
-const Bytes idParType = {0xf7, 0x96, 0x33, 0xb9, 0xa0, 0x26, 0x45, 0x1c, 0xb8, 0x9f, 0x2f, 0xf9, 0x17, 0xdc, 0xd0, 0xa0};
-const Bytes idsParType = {0x3c, 0x8e, 0x03, 0x11, 0x59, 0x3b, 0x41, 0x62, 0x85, 0xb5, 0x91, 0xb9, 0x8c, 0x7a, 0x73, 0x04};
-
-}  // namespace
-
-TEST_F(ParameterTest, KelIDParIsStoredByteForByte)
-{
-    KelIDPar parameter;
-    Bytes expected = cat({{0x0a, 0x0b, 0x0c, 0x02}, be32(0x58), {0, 0, 0, 0}, be32(0x18), {1, 0, 3, 0}, be32(0x10),
-                          {'K', 'e', 'l', 'I', 'D', 'P', 'a', 'r'}, {0, 0, 0x80, 0}, be32(0x18), idParType,
-                          {0, 1, 0, 0}, be32(0x20), {1, 0, 8, 0}, be32(0x18), Bytes(16, 0)});
-    EXPECT_EQ(saved(parameter), expected);
+    const Bytes idParType = {0xf7, 0x96, 0x33, 0xb9, 0xa0, 0x26, 0x45, 0x1c, 0xb8, 0x9f, 0x2f, 0xf9, 0x17, 0xdc, 0xd0, 0xa0};
+    KelIDPar one;
+    EXPECT_EQ(saved(one), concat({{0x0a, 0x0b, 0x0c, 0x02}, be32(0x58), {0, 0, 0, 0}, be32(0x18), {1, 0, 3, 0}, be32(0x10),
+                                  {'K', 'e', 'l', 'I', 'D', 'P', 'a', 'r'}, {0, 0, 0x80, 0}, be32(0x18), idParType,
+                                  {0, 1, 0, 0}, be32(0x20), {1, 0, 8, 0}, be32(0x18), Bytes(16, 0)}));
     EXPECT_EQ(magic.asked, std::vector<std::string>{"QTXModelFeature::Parameter"});
 
-    Bytes wide = saved(parameter, 0);
-    ASSERT_EQ(wide.size(), 112u);
-    EXPECT_EQ(wideLengthsAt(wide, {0, 12, 24, 44, 72, 84}), (std::vector<uint64_t>{0x70, 0x20, 0x14, 0x1c, 0x28, 0x1c}));
-    EXPECT_EQ(Bytes(wide.begin(), wide.begin() + 4), (Bytes{0x0a, 0x0b, 0x0c, 0x02}));
-}
-
-TEST_F(ParameterTest, KelIDsParIsStoredByteForByte)
-{
-    KelIDsPar parameter;
-    Bytes expected = cat({{0x0a, 0x0b, 0x0c, 0x02}, be32(0x45), {0, 0, 0, 0}, be32(0x19), {1, 0, 3, 0}, be32(0x11),
-                          {'K', 'e', 'l', 'I', 'D', 's', 'P', 'a', 'r'}, {0, 0, 0x80, 0}, be32(0x18), idsParType,
-                          {0, 1, 1, 0}, be32(0x0c), be32(0)});
-    EXPECT_EQ(saved(parameter), expected);
-    EXPECT_EQ(saved(parameter, 0).size(), 89u);
-
-    parameter.push(idOf(1));
-    parameter.push(idOf(2));
-    Bytes two = saved(parameter);
-    ASSERT_EQ(two.size(), 117u);
-    EXPECT_EQ(Bytes(two.begin() + 4, two.begin() + 8), be32(117));
-    EXPECT_EQ(Bytes(two.begin() + 61, two.begin() + 69), cat({be32(12 + 48), be32(2)}));
-    EXPECT_EQ(Bytes(two.begin() + 69, two.begin() + 77), cat({{1, 0, 8, 0}, be32(0x18)}));
-    EXPECT_EQ(saved(parameter, 0).size(), 89u + 2 * 28);
+    const KelID idsParType(0x3c8e0311, 0x593b, 0x4162, {0x85, 0xb5, 0x91, 0xb9, 0x8c, 0x7a, 0x73, 0x04});
+    KelIDsPar none, two;
+    two.push(idOf(1));
+    two.push(idOf(2));
+    for (bool w : {false, true}) {
+        SCOPED_TRACE(w ? "8-byte lengths" : "4-byte lengths");
+        wide = w;
+        int32_t formatVersion = w ? 0 : 1;
+        Bytes oneBytes = saved(one, formatVersion), noneBytes = saved(none, formatVersion);
+        Bytes twoBytes = saved(two, formatVersion);
+        EXPECT_EQ(oneBytes, parameter(concat({name("KelIDPar"), type(*one.typeId()), single(KelID())})));
+        EXPECT_EQ(noneBytes, parameter(concat({name("KelIDsPar"), type(idsParType), list({})})));
+        EXPECT_EQ(twoBytes, parameter(concat({name("KelIDsPar"), type(idsParType), list({idOf(1), idOf(2)})})));
+        std::vector<size_t> sizes = {oneBytes.size(), noneBytes.size(), twoBytes.size()};
+        EXPECT_EQ(sizes, (w ? std::vector<size_t>{112, 89, 145} : std::vector<size_t>{88, 69, 117}));
+    }
 }
 
 TEST_F(ParameterTest, RoundTripsThroughMemoryAndFilesInBothWidths)
 {
     TempDir dir;
-    KelIDPar single(idOf(77));
+    std::string path = dir.file("p.bin");
+    KelIDPar one(idOf(77));
     for (size_t n : {0, 1, 21, 300}) {
         KelIDsPar many;
         for (size_t i = 0; i < n; ++i)
             many.push(idOf(uint32_t(i)));
         for (int32_t formatVersion : {1, 0}) {
             uint32_t width = formatVersion == 1 ? 0 : 64;
-            for (IKelPersistable* parameter : {static_cast<IKelPersistable*>(&single), static_cast<IKelPersistable*>(&many)}) {
-                Bytes bytes = saved(*parameter, formatVersion);
-                std::string path = dir.file("p.bin");
+            for (Parameter* original : std::initializer_list<Parameter*>{&one, &many}) {
+                SCOPED_TRACE(std::to_string(n) + " " + original->className() + " v" + std::to_string(formatVersion));
+                auto* persistable = dynamic_cast<IKelPersistable*>(original);
+                Bytes bytes = saved(*persistable, formatVersion);
                 {
                     KelFileOutput file(path, formatVersion);
                     KelChunkWriter holder(&file, false);
-                    EXPECT_TRUE(parameter->save(&holder));
+                    EXPECT_TRUE(persistable->save(&holder));
                 }
                 KelFileInput fileIn(path, width);
                 KelChunkReader holder(&fileIn);
-                IKelParameter* copy = dynamic_cast<IKelParameter*>(parameter)->clone();
-                auto* fromFile = dynamic_cast<IKelPersistable*>(copy);
-                auto* fromMemory = dynamic_cast<IKelPersistable*>(dynamic_cast<IKelParameter*>(parameter)->clone());
-                EXPECT_TRUE(fromFile->load(&holder));
-                EXPECT_TRUE(loaded(*fromMemory, bytes, width));
+                IPtr<IKelParameter> fromFile(original->clone()), fromMemory(original->clone());
+                EXPECT_TRUE(dynamic_cast<IKelPersistable*>(fromFile.get())->load(&holder));
+                EXPECT_TRUE(loaded(*dynamic_cast<IKelPersistable*>(fromMemory.get()), bytes, width));
                 EXPECT_EQ(fileIn.tell(), int64_t(bytes.size()));
-                auto* original = dynamic_cast<IKelEqualComparable*>(parameter);
-                EXPECT_TRUE(original->equals(dynamic_cast<IKelEqualComparable*>(fromFile))) << n << "/" << formatVersion;
-                EXPECT_TRUE(original->equals(dynamic_cast<IKelEqualComparable*>(fromMemory))) << n << "/" << formatVersion;
-                delete fromFile;
-                delete fromMemory;
+                auto* comparable = dynamic_cast<IKelEqualComparable*>(original);
+                EXPECT_TRUE(comparable->equals(dynamic_cast<IKelEqualComparable*>(fromFile.get())));
+                EXPECT_TRUE(comparable->equals(dynamic_cast<IKelEqualComparable*>(fromMemory.get())));
                 kelDetachStringReader();
             }
         }
@@ -111,8 +72,6 @@ TEST_F(ParameterTest, RoundTripsThroughMemoryAndFilesInBothWidths)
 
 TEST_F(ParameterTest, VersionTableDecidesWhatLoads)
 {
-    KelIDPar source(idOf(5));
-    Bytes bytes = saved(source);
     struct Case {
         uint32_t id;
         uint8_t version;
@@ -120,29 +79,19 @@ TEST_F(ParameterTest, VersionTableDecidesWhatLoads)
     };
     for (Case c : {Case{testMagic, 0, true}, Case{testMagic, 1, true}, Case{testMagic, 2, true},
                    Case{testMagic, 3, true}, Case{testMagic, 4, true}, Case{testMagic, 5, false},
-                   Case{testMagic, 255, false}, Case{0xb0000, 0, true}, Case{0xb0000, 1, true},
-                   Case{0xb0000, 2, false}, Case{0xb0000, 4, false}, Case{0xb0000, 5, false}}) {
-        Bytes patched = bytes;
-        patched[0] = uint8_t(c.id >> 16);
-        patched[1] = uint8_t(c.id >> 8);
-        patched[2] = uint8_t(c.id);
-        patched[3] = c.version;
-        KelIDPar single(idOf(9));
-        EXPECT_EQ(loaded(single, patched), c.loads) << std::hex << c.id << " v" << int(c.version);
-        EXPECT_EQ(single.getValue(), c.loads ? idOf(5) : KelID());
-
-        KelIDsPar many;  // the same table holds for the list, which stays as it was on refusal
+                   Case{testMagic, 255, false}, Case{kelChunkOldParameter, 0, true},
+                   Case{kelChunkOldParameter, 1, true}, Case{kelChunkOldParameter, 2, false},
+                   Case{kelChunkOldParameter, 4, false}, Case{kelChunkOldParameter, 5, false}}) {
+        SCOPED_TRACE(std::to_string(c.id) + " v" + std::to_string(c.version));
+        KelIDPar one(idOf(9));
+        EXPECT_EQ(loaded(one, nest(c.id, concat({name("KelIDPar"), single(idOf(5))}), c.version)), c.loads);
+        EXPECT_EQ(one.getValue(), c.loads ? idOf(5) : KelID());
+        KelIDsPar many;  // the list stays as it was on refusal
         many.push(idOf(1));
-        KelIDsPar listSource;
-        listSource.push(idOf(2));
-        Bytes listBytes = saved(listSource);
-        std::copy(patched.begin(), patched.begin() + 4, listBytes.begin());
-        EXPECT_EQ(loaded(many, listBytes), c.loads);
+        EXPECT_EQ(loaded(many, nest(c.id, concat({name("KelIDsPar"), list({idOf(2)})}), c.version)), c.loads);
         EXPECT_EQ(many.getValue()[1], c.loads ? idOf(2) : idOf(1));
     }
-
-    magic.magic = 0xb0000;  // a host that gave this id could not read its own files
-    Bytes old = saved(source);
-    KelIDPar single;
-    EXPECT_FALSE(loaded(single, old));
+    magic.magic = kelChunkOldParameter;  // a host that gave this id could not read its own files
+    KelIDPar one;
+    EXPECT_FALSE(loaded(one, saved(one)));
 }

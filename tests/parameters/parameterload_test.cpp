@@ -7,72 +7,49 @@ using QTXModelFeature::KelIDsPar;
 
 TEST_F(ParameterTest, SubChunksAreMatchedByIdInAnyOrder)
 {
-    KelID other = idOf(4242);
     struct Case {
         const char* what;
-        std::function<void(KelChunkWriter&)> body;
+        Bytes subChunks;
         bool loads;
         KelID value;
     };
-    std::vector<Case> cases = {
-        {"value first", [&](KelChunkWriter& w) { single(w, idOf(1)); type(w, other); name(w, "KelIDPar"); }, true, idOf(1)},
-        {"unknown skipped", [&](KelChunkWriter& w) {
-             w.beginChunk(300, 7);
-             w.writeIDChunk(idOf(8));
-             w.endChunk();
-             name(w, "KelIDPar");
-             list(w, {idOf(9)});
-             single(w, idOf(2));
-         }, true, idOf(2)},
-        {"later 256 wins", [&](KelChunkWriter& w) { single(w, idOf(1)); name(w, "KelIDPar"); single(w, idOf(3)); }, true, idOf(3)},
-        {"no type, no value", [&](KelChunkWriter& w) { name(w, "KelIDPar"); }, true, KelID()},
-        {"no name", [&](KelChunkWriter& w) { type(w, *KelIDPar().typeId()); single(w, idOf(1)); }, false, idOf(1)},
-        {"empty chunk", [&](KelChunkWriter&) {}, false, KelID()},
-        {"other class", [&](KelChunkWriter& w) { name(w, "KelIDsPar"); list(w, {idOf(5)}); }, false, KelID()},
-        {"full name", [&](KelChunkWriter& w) { name(w, "QTXModelFeature::KelIDPar"); }, false, KelID()},
-        {"256 holds a string", [&](KelChunkWriter& w) {
-             name(w, "KelIDPar");
-             w.beginChunk(256, 0);
-             w.writeCStringChunk(KelCString("x", kelBorrow));
-             w.endChunk();
-         }, false, KelID()},
-    };
-    for (const Case& c : cases) {
-        KelIDPar parameter(idOf(99));  // load starts from the null identity
-        EXPECT_EQ(loaded(parameter, chunkWith(testMagic, 2, c.body)), c.loads) << c.what;
-        EXPECT_EQ(parameter.getValue(), c.value) << c.what;
+    for (const Case& c : std::vector<Case>{
+             {"value first", concat({single(idOf(1)), type(idOf(4242)), name("KelIDPar")}), true, idOf(1)},
+             {"unknown skipped", concat({nest(300, identity(idOf(8)), 7), name("KelIDPar"), list({idOf(9)}), single(idOf(2))}),
+              true, idOf(2)},
+             {"later 256 wins", concat({single(idOf(1)), name("KelIDPar"), single(idOf(3))}), true, idOf(3)},
+             {"no type, no value", name("KelIDPar"), true, KelID()},
+             {"no name", concat({type(*KelIDPar().typeId()), single(idOf(1))}), false, idOf(1)},
+             {"empty chunk", {}, false, KelID()},
+             {"other class", concat({name("KelIDsPar"), list({idOf(5)})}), false, KelID()},
+             {"full name", name("QTXModelFeature::KelIDPar"), false, KelID()},
+             {"256 holds a string", concat({name("KelIDPar"), nest(256, text("x"))}), false, KelID()}}) {
+        KelIDPar target(idOf(99));  // load starts from the null identity
+        EXPECT_EQ(loaded(target, parameter(c.subChunks)), c.loads) << c.what;
+        EXPECT_EQ(target.getValue(), c.value) << c.what;
     }
 }
 
 TEST_F(ParameterTest, ListSubChunkReplacesTheListOnlyWhenPresent)
 {
-    KelIDsPar parameter;
-    parameter.push(idOf(1));
-    EXPECT_TRUE(loaded(parameter, chunkWith(testMagic, 2, [&](KelChunkWriter& w) { name(w, "KelIDsPar"); single(w, idOf(7)); })));
-    ASSERT_EQ(parameter.getValue().count, 1);  // no 257: the old list stays
-    EXPECT_EQ(parameter.getValue()[1], idOf(1));
-
-    EXPECT_TRUE(loaded(parameter, chunkWith(testMagic, 2, [&](KelChunkWriter& w) {
-        list(w, {idOf(2), idOf(3), idOf(4)});
-        name(w, "KelIDsPar");
-        list(w, {idOf(5)});  // the second list replaces the first
-    })));
-    ASSERT_EQ(parameter.getValue().count, 1);
-    EXPECT_EQ(parameter.getValue()[1], idOf(5));
-
+    KelIDsPar target;
+    target.push(idOf(1));
+    EXPECT_TRUE(loaded(target, parameter(concat({name("KelIDsPar"), single(idOf(7))}))));
+    ASSERT_EQ(target.getValue().count, 1);  // no 257: the old list stays
+    EXPECT_EQ(target.getValue()[1], idOf(1));
+    // a second 257 replaces what the first read
+    EXPECT_TRUE(loaded(target, parameter(concat({list({idOf(2), idOf(3)}), name("KelIDsPar"), list({idOf(5)})}))));
+    ASSERT_EQ(target.getValue().count, 1);
+    EXPECT_EQ(target.getValue()[1], idOf(5));
     for (int64_t count : {0ll, 0x80000000ll, 0xffffffffll}) {  // zero and negative counts give an empty list
-        EXPECT_TRUE(loaded(parameter, chunkWith(testMagic, 2, [&](KelChunkWriter& w) {
-            name(w, "KelIDsPar");
-            list(w, {idOf(6)}, count);
-        }))) << count;
-        EXPECT_EQ(parameter.getValue().count, 0) << count;
+        EXPECT_TRUE(loaded(target, parameter(concat({name("KelIDsPar"), list({idOf(6)}, count)})))) << count;
+        EXPECT_EQ(target.getValue().count, 0) << count;
     }
-
-    KelIDsPar grown;  // the 21st identity grows the array from 21 to 42
-    std::vector<KelID> many;
+    std::vector<KelID> many;  // the 21st identity grows the array from 21 to 42
     for (uint32_t i = 0; i < 21; ++i)
         many.push_back(idOf(i));
-    EXPECT_TRUE(loaded(grown, chunkWith(testMagic, 2, [&](KelChunkWriter& w) { name(w, "KelIDsPar"); list(w, many); })));
+    KelIDsPar grown;
+    EXPECT_TRUE(loaded(grown, parameter(concat({name("KelIDsPar"), list(many)}))));
     EXPECT_EQ(grown.getValue().count, 21);
     EXPECT_EQ(grown.getValue().size, 42);
 }
@@ -82,67 +59,52 @@ TEST_F(ParameterTest, DamagedListCountCostsOnlyWhatTheChunkHolds)
     struct Case {
         const char* what;
         int64_t storedCount;
-        bool trailingIdentity;  // a sound identity chunk right behind sub-chunk 257
+        bool trailingIdentities;  // sound identity chunks right behind sub-chunk 257
     };
     for (Case c : {Case{"huge count", 0x7fffffff, false}, Case{"one too many", 3, true},
                    Case{"huge count, identities behind", 0x7fffffff, true}}) {
-        Bytes bytes = chunkWith(testMagic, 2, [&](KelChunkWriter& w) {
-            name(w, "KelIDsPar");
-            list(w, {idOf(1), idOf(2)}, c.storedCount);
-            if (c.trailingIdentity)
-                for (int i = 0; i < 3; ++i)
-                    w.writeIDChunk(idOf(3));
-        });
-        KelIDsPar parameter;
-        EXPECT_FALSE(loaded(parameter, bytes)) << c.what;
-        EXPECT_LE(parameter.getValue().count, 2) << c.what;
-        EXPECT_LE(parameter.getValue().size, 21) << c.what;
+        Bytes trailing = c.trailingIdentities ? concat({identity(idOf(3)), identity(idOf(3)), identity(idOf(3))}) : Bytes();
+        KelIDsPar target;
+        EXPECT_FALSE(loaded(target, parameter(concat({name("KelIDsPar"), list({idOf(1), idOf(2)}, c.storedCount), trailing}))))
+            << c.what;
+        EXPECT_LE(target.getValue().count, 2) << c.what;
+        EXPECT_LE(target.getValue().size, 21) << c.what;
     }
 }
 
 TEST_F(ParameterTest, FailedLoadsLeaveTheStreamWhereTheyStopped)
 {
     KelIDPar source(idOf(3));
-    Bytes good = saved(source);
-    {  // neither id: false, behind the head
-        Bytes bytes = good;
-        bytes[0] = 0x55;
-        KelMemoryInput in(bytes.data(), bytes.size());
+    Bytes good = saved(source), foreign = good, cut(good.begin(), good.end() - 1);
+    foreign[0] = 0x55;
+    struct Case {
+        const char* what;
+        Bytes bytes;
+        int64_t stoppedAt;
+    };
+    for (const Case& c : {Case{"neither id: behind the head", foreign, 8}, Case{"rejected head: at the head", cut, 0}}) {
+        KelMemoryInput in(c.bytes.data(), c.bytes.size());
         KelChunkReader holder(&in);
-        KelIDPar parameter(idOf(1));
-        EXPECT_FALSE(parameter.load(&holder));
-        EXPECT_EQ(parameter.getValue(), KelID());
-        EXPECT_EQ(in.tell(), 8);
-        EXPECT_TRUE(holder.good());  // the caller's reader knows nothing of it
+        KelIDPar target(idOf(1));
+        EXPECT_FALSE(target.load(&holder)) << c.what;
+        EXPECT_EQ(target.getValue(), KelID()) << c.what;
+        EXPECT_EQ(in.tell(), c.stoppedAt) << c.what;
+        EXPECT_TRUE(holder.good()) << c.what;  // the caller's reader knows nothing of it
     }
-    {  // a head that is rejected: false, at the head
-        Bytes bytes(good.begin(), good.end() - 1);
-        KelMemoryInput in(bytes.data(), bytes.size());
-        KelChunkReader holder(&in);
-        KelIDPar parameter;
-        EXPECT_FALSE(parameter.load(&holder));
-        EXPECT_EQ(in.tell(), 0);
-    }
-    {  // a name chunk whose string is not one: the shared reader stays bad for
-       // this stream, so a second load of sound bytes on it fails as well
-        Bytes bytes = chunkWith(testMagic, 2, [&](KelChunkWriter& w) {
-            w.beginChunk(0, 0);
-            w.writeIDChunk(idOf(1));
-            w.endChunk();
-        });
-        size_t firstSize = bytes.size();
-        bytes.insert(bytes.end(), good.begin(), good.end());
-        KelMemoryInput in(bytes.data(), bytes.size());
-        KelChunkReader holder(&in);
-        KelIDPar parameter;
-        EXPECT_FALSE(parameter.load(&holder));
-        in.seek(int64_t(firstSize), true);
-        EXPECT_FALSE(parameter.load(&holder));
-        kelDetachStringReader();
-        in.seek(int64_t(firstSize), true);
-        EXPECT_TRUE(parameter.load(&holder));
-        EXPECT_EQ(parameter.getValue(), idOf(3));
-    }
+
+    // a name chunk whose string is not one: the shared reader stays bad for
+    // this stream, so a second load of sound bytes on it fails as well
+    Bytes bad = parameter(nest(0, identity(idOf(1)))), both = concat({bad, good});
+    KelMemoryInput in(both.data(), both.size());
+    KelChunkReader holder(&in);
+    KelIDPar target;
+    EXPECT_FALSE(target.load(&holder));
+    in.seek(int64_t(bad.size()), true);
+    EXPECT_FALSE(target.load(&holder));
+    kelDetachStringReader();
+    in.seek(int64_t(bad.size()), true);
+    EXPECT_TRUE(target.load(&holder));
+    EXPECT_EQ(target.getValue(), idOf(3));
 }
 
 TEST_F(ParameterTest, WithoutFileMagicNothingIsWrittenOrRead)
@@ -152,8 +114,8 @@ TEST_F(ParameterTest, WithoutFileMagicNothingIsWrittenOrRead)
     provider.remove("IQtxFileMagic");
     KelMemoryOutput out(1);
     KelChunkWriter writer(&out, false);
-    EXPECT_FALSE(source.save(&writer));
     KelIDsPar list;
+    EXPECT_FALSE(source.save(&writer));
     EXPECT_FALSE(list.save(&writer));
     EXPECT_TRUE(out.bytes().empty());
     KelIDPar target(idOf(1));
