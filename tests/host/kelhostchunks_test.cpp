@@ -4,32 +4,20 @@
 
 #include <fstream>
 #include <iterator>
-#include <vector>
 
 #include "tests/host/kelhostrun.h"
 #include "tests/support/testprovider.h"
 
 namespace {
 
-using Bytes = std::vector<uint8_t>;
-
 class KelhostChunksTest : public ::testing::Test {
 protected:
     TempDir dir;
 
-    std::string write(const std::string& name, const std::string& text)
+    std::string write(const std::string& name, const std::string& bytes)
     {
-        std::ofstream(dir.file(name), std::ios::binary) << text;
+        std::ofstream(dir.file(name), std::ios::binary) << bytes;
         return dir.file(name);
-    }
-    std::string writeBytes(const std::string& name, const Bytes& bytes)
-    {
-        return write(name, std::string(bytes.begin(), bytes.end()));
-    }
-    Bytes read(const std::string& path)
-    {
-        std::ifstream in(path, std::ios::binary);
-        return Bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
     }
     KelhostRun kelhost(const std::string& arguments)
     {
@@ -94,10 +82,11 @@ TEST_F(KelhostChunksTest, ShowsTheTreeAndParametersOfAScriptsDocument)
               "2 parameters\n");
 
     std::string wide = savedDocument("wide.bin", 1);
-    EXPECT_EQ(read(wide).size(), 252u + 18 * 4);  // every head grows by 4 bytes
+    EXPECT_EQ(readFile(wide).size(), 252u + 18 * 4);  // every head grows by 4 bytes
     KelhostRun wideTree = kelhost("chunks " + shellQuote(wide));
     EXPECT_EQ(wideTree.status, 0) << wideTree.err;
-    EXPECT_EQ(wideTree.out.substr(0, wideTree.out.find('\n') + 1), "         0  515458 v1 len 324  root, 8-byte lengths\n");
+    EXPECT_EQ(wideTree.out.substr(0, wideTree.out.find('\n') + 1),
+              "         0  515458 v1 len 324  root, 8-byte lengths\n");
 
     // the document loads back in a later run, replacing what the script set
     std::string load = write("load.py",
@@ -115,23 +104,21 @@ TEST_F(KelhostChunksTest, ShowsTheTreeAndParametersOfAScriptsDocument)
 
 TEST_F(KelhostChunksTest, ReportsDamageWithItsOffsetAndStatusOne)
 {
-    Bytes document = read(savedDocument("doc.bin", 0));
+    std::string document = readFile(savedDocument("doc.bin", 0));
     struct Case {
         const char* what;
-        Bytes bytes;
+        std::string bytes;
         std::string damage;
     };
-    Bytes cut(document.begin(), document.begin() + 100);
-    Bytes inner = document;
+    std::string inner = document;
     inner[172 + 7] = 3;  // the name sub-chunk of "one" claims 3 bytes
-    Bytes tail = document;
-    tail.insert(tail.end(), {1, 2, 3});
-    for (const Case& c : {Case{"cut", cut, "damaged chunk at offset 0: chunk 515458: length 252 reaches past the end "
-                                           "of the stream (100 bytes left)"},
-                          Case{"inner", inner, "damaged chunk at offset 172: chunk 000000: length 3 is shorter than "
-                                               "its head"},
-                          Case{"tail", tail, "damaged chunk at offset 252: the stream ends inside its head"}}) {
-        std::string path = writeBytes(std::string(c.what) + ".bin", c.bytes);
+    const Case cases[] = {
+        {"cut", document.substr(0, 100),
+         "damaged chunk at offset 0: chunk 515458: length 252 reaches past the end of the stream (100 bytes left)"},
+        {"inner", inner, "damaged chunk at offset 172: chunk 000000: length 3 is shorter than its head"},
+        {"tail", document + "\x01\x02\x03", "damaged chunk at offset 252: the stream ends inside its head"}};
+    for (const Case& c : cases) {
+        std::string path = write(std::string(c.what) + ".bin", c.bytes);
         KelhostRun run = kelhost("chunks " + shellQuote(path));
         EXPECT_EQ(run.status, 1) << c.what;
         EXPECT_NE(run.out.find(c.damage + "\n"), std::string::npos) << c.what << ":\n" << run.out;
@@ -139,12 +126,11 @@ TEST_F(KelhostChunksTest, ReportsDamageWithItsOffsetAndStatusOne)
     }
     KelhostRun params = kelhost("params " + shellQuote(dir.file("inner.bin")));
     EXPECT_EQ(params.status, 1);
-    EXPECT_NE(params.out.find("164  parameter does not load: it has no class name\n2 parameters\n"),
-              std::string::npos)
+    EXPECT_NE(params.out.find("164  parameter does not load: it has no class name\n2 parameters\n"), std::string::npos)
         << params.out;
-    Bytes newer = document;
+    std::string newer = document;
     newer[164 + 3] = 5;  // a parameter version this component does not read
-    KelhostRun refused = kelhost("params " + shellQuote(writeBytes("newer.bin", newer)));
+    KelhostRun refused = kelhost("params " + shellQuote(write("newer.bin", newer)));
     EXPECT_EQ(refused.status, 1);
     EXPECT_NE(refused.out.find("28  KelIDsPar  2 identities\n"), std::string::npos) << refused.out;
     EXPECT_NE(refused.out.find("164  parameter does not load: the KelIDPar does not load\n"), std::string::npos)
@@ -159,12 +145,12 @@ TEST_F(KelhostChunksTest, UnknownChunksShowAsChunksOrData)
 {
     // 0x123456 holds two whole chunks; 0x654321 holds 5 raw bytes; then a
     // string with bytes that need escaping, all with 8-byte lengths and no root
-    Bytes bytes = {0x12, 0x34, 0x56, 0x01, 0, 0, 0, 0, 0, 0, 0, 36,                  // 12 + 24
-                   0x00, 0x00, 0x07, 0x00, 0, 0, 0, 0, 0, 0, 0, 12,                  // empty
-                   0x65, 0x43, 0x21, 0x00, 0, 0, 0, 0, 0, 0, 0, 12,                  // empty
-                   0x65, 0x43, 0x21, 0x02, 0, 0, 0, 0, 0, 0, 0, 17, 1, 2, 3, 4, 5,   // data
-                   0x01, 0x00, 0x03, 0x00, 0, 0, 0, 0, 0, 0, 0, 16, 'a', '"', 0x0a, 'z'};
-    std::string path = writeBytes("unknown.bin", bytes);
+    const uint8_t bytes[] = {0x12, 0x34, 0x56, 0x01, 0, 0, 0, 0, 0, 0, 0, 36,                 // 12 + 24
+                             0x00, 0x00, 0x07, 0x00, 0, 0, 0, 0, 0, 0, 0, 12,                 // empty
+                             0x65, 0x43, 0x21, 0x00, 0, 0, 0, 0, 0, 0, 0, 12,                 // empty
+                             0x65, 0x43, 0x21, 0x02, 0, 0, 0, 0, 0, 0, 0, 17, 1, 2, 3, 4, 5,  // data
+                             0x01, 0x00, 0x03, 0x00, 0, 0, 0, 0, 0, 0, 0, 16, 'a', '"', 0x0a, 'z'};
+    std::string path = write("unknown.bin", std::string(std::begin(bytes), std::end(bytes)));
     KelhostRun run = kelhost("chunks --width 64 " + shellQuote(path));
     EXPECT_EQ(run.status, 0) << run.err;
     EXPECT_EQ(run.out,
@@ -177,9 +163,8 @@ TEST_F(KelhostChunksTest, UnknownChunksShowAsChunksOrData)
 
     KelhostRun narrow = kelhost("chunks " + shellQuote(path));  // read with 4-byte lengths
     EXPECT_EQ(narrow.status, 1);
-    EXPECT_NE(narrow.out.find("damaged chunk at offset 0: chunk 123456: length 0 is shorter than its head"),
-              std::string::npos)
-        << narrow.out;
+    EXPECT_NE(narrow.out.find("damaged chunk at offset 0: chunk 123456: length 0 is shorter than its head\n"),
+              std::string::npos) << narrow.out;
 }
 
 TEST_F(KelhostChunksTest, ParameterCommandsRefuseWhatTheyCannotDo)
