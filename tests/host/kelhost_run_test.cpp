@@ -5,7 +5,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <utility>
 
 #include "host/scriptrunner.h"
 #include "tests/host/kelhostrun.h"
@@ -64,21 +63,22 @@ TEST_F(KelhostRunTest, StatusZeroOneAndTwo)
 
 TEST_F(KelhostRunTest, SyntaxErrorsAndExitsEndOnlyTheScript)
 {
-    KelhostRun syntax = kelhost("run " + shellQuote(script("syntax.py", "print('x'\n")));
-    EXPECT_EQ(syntax.status, 1);
-    EXPECT_EQ(syntax.out, "");
-    EXPECT_NE(syntax.err.find("SyntaxError: '(' was never closed"), std::string::npos) << syntax.err;
-
-    const std::pair<const char*, const char*> cases[] = {
-        {"sys.exit(0)", "Exception: Script exited.\n\n"}, {"exit()", "SystemExit: None\n\n"},
-        {"quit(5)", "SystemExit: 5\n\n"}, {"raise SystemExit(3)", "SystemExit: 3\n\n"}};
-    for (auto [ender, shown] : cases) {
-        std::string text = std::string("import sys\nprint('start')\n") + ender + "\nprint('after')\n";
-        KelhostRun run = kelhost("run " + shellQuote(script("exit.py", text)));
-        EXPECT_EQ(run.status, 1) << ender;
-        EXPECT_EQ(run.out, "start\n") << ender;
+    const struct {
+        const char* text;
+        const char* out;
+        const char* errEnd;
+    } cases[] = {{"print('x'\n", "", "SyntaxError: '(' was never closed\n\n"},
+                 {"sys.exit(0)", "start\n", "Exception: Script exited.\n\n"},
+                 {"exit()", "start\n", "SystemExit: None\n\n"},
+                 {"quit(5)", "start\n", "SystemExit: 5\n\n"},
+                 {"raise SystemExit(3)", "start\n", "SystemExit: 3\n\n"}};
+    for (const auto& c : cases) {
+        std::string text = std::string("import sys\nprint('start')\n") + c.text + "\nprint('after')\n";
+        KelhostRun run = kelhost("run " + shellQuote(script("end.py", text)));
+        EXPECT_EQ(run.status, 1) << c.text;
+        EXPECT_EQ(run.out, c.out) << c.text;
         EXPECT_EQ(run.err.rfind("Python interpreter error:\n", 0), 0u) << run.err;
-        EXPECT_TRUE(endsWith(run.err, shown)) << run.err;
+        EXPECT_TRUE(endsWith(run.err, c.errEnd)) << run.err;
     }
     EXPECT_FALSE(fs::exists(errorFile()));
 }
