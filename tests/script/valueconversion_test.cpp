@@ -76,7 +76,7 @@ TEST(ValueConversion, PythonToHostFollowsTheTypeRules)
     EXPECT_EQ(HostScriptObject::alive(), before);  // spoiled lists leave nothing behind
 }
 
-TEST(ValueConversion, HostToPythonKeepsEveryCharacter)
+TEST(ValueConversion, HostToPythonKeepsEveryCharacterAndWholeLists)
 {
     HostScriptFactory& f = *scriptTestHost().factory;
     EXPECT_EQ(fromHost(f.makeBool(true)), "int 1");
@@ -95,11 +95,6 @@ TEST(ValueConversion, HostToPythonKeepsEveryCharacter)
     EXPECT_EQ(fromHost(f.makeUnicodeString(KelWideString(lone, kelBorrow))), "str '\\udc00b\\ud800'");
     EXPECT_EQ(fromHost(f.makeUnicodeString(KelWideString(reversed, kelBorrow))), "str '\\ude00\\ud83d'");
     EXPECT_EQ(fromHost(f.makeUnicodeString(KelWideString::emptyString())), "str ''");
-}
-
-TEST(ValueConversion, HostListsComeBackNestedOrNotAtAll)
-{
-    HostScriptFactory& f = *scriptTestHost().factory;
     IScriptValue* inner = f.makeList();
     kelQuery<IScriptValueList>(inner)->append(f.makeInt(2));
     IScriptValue* outer = f.makeList();
