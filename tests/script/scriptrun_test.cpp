@@ -5,6 +5,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <numeric>
 
 #include "host/hostdatastore.h"
 #include "tests/script/scripttesthost.h"
@@ -102,9 +103,7 @@ TEST_F(ScriptRunTest, ConsoleModeWritesTheApplicationStatesPieceByPiece)
     output.clear();
     EXPECT_EQ(runFile(script("fail.py", "print('before')\n1/0\n")), -1);
     EXPECT_EQ(output, (std::vector<std::string>{"before", "\n"}));
-    std::string traceback;
-    for (const std::string& piece : errors)
-        traceback += piece;
+    const std::string traceback = std::accumulate(errors.begin(), errors.end(), std::string());
     EXPECT_NE(traceback.find("ZeroDivisionError: division by zero"), std::string::npos) << traceback;
     EXPECT_TRUE(host.engine->messages().empty());
     EXPECT_EQ(pyEval("(sys.stdout is sys.__stdout__, sys.stderr is sys.__stderr__)"), "(True, True)");
