@@ -52,7 +52,7 @@ public:
         return n;
     }
     int64_t tell() override { return int64_t(position_); }
-    void seek(int64_t, bool) override {}
+    void seek(int64_t position, bool) override { position_ = uint64_t(position); }
     bool good() override { return !short_; }
     void close() override {}
     std::vector<uint64_t> requests;

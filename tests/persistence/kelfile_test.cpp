@@ -273,4 +273,8 @@ TEST(ChunkStrings, IdentitiesOnTheBareStream)
     EXPECT_FALSE(reader.readIDChunk(target).good());
     EXPECT_EQ(target, KelID());
     EXPECT_EQ(reader.depth(), 0);
+    ScriptedInput pieces(chunk(kelChunkID, 0, 24, idBytes), 5);  // a read falling short fails the chunk
+    KelChunkReader piecesReader(&pieces);
+    EXPECT_FALSE(piecesReader.readIDChunk(target).good());
+    EXPECT_EQ(target, KelID());
 }
