@@ -94,7 +94,8 @@ TEST_F(CommandBridge, EachFailureGivesItsResultAndOneMessage)
     for (const auto& c : cases) {
         engine().clearMessages();
         EXPECT_EQ(pyEval(c.expression), c.result);
-        const std::string shown = c.message ? c.message : c.result + std::string("TypeError: ").size();
+        // A TypeError reports its own text.
+        const std::string shown = c.message ? c.message : std::string(c.result).substr(sizeof "TypeError: " - 1);
         EXPECT_EQ(messages(), Messages{"Python interpreter error:\n" + shown}) << c.expression;
     }
     EXPECT_EQ(HostScriptObject::alive(), before);
