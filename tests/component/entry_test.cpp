@@ -35,7 +35,6 @@ std::string line(const Words&... words)
     return out.str();
 }
 
-// The data store and the error service in one, recording every call.
 class RecordingHost : public IDataStore, public IKelErrorService {
 public:
     std::vector<std::string> calls;
@@ -52,7 +51,7 @@ public:
         sharedEmptyGiven = sharedEmptyGiven && &initial == &KelWideString::emptyString();
         calls.push_back(line("string", name, maxLength, flags));
     }
-    int getBool(const char*, int defaultValue) override { return defaultValue; }
+    int getBool(const char*, int value) override { return value; }
     const KelWideString& getString(const char*, int) override { return KelWideString::emptyString(); }
     void reportError(const KelWideString& message, int* level, const KelCString& context) override
     {
@@ -89,7 +88,6 @@ TEST(EntryPointTest, WritesNothingWithoutAnOutPointerAndGivesTheComponentObject)
     IKelCompInternal* internal = kelQuery<IKelCompInternal>(raw);
     ASSERT_NE(internal, nullptr);
     EXPECT_EQ(kelQuery<IKelComponent>(internal), raw);
-    EXPECT_EQ(kelQuery<IKelUnknown>(internal), static_cast<IKelUnknown*>(raw));
     void* out = &out;
     raw->queryInterface("IKelClcBinary", &out, false);
     EXPECT_EQ(out, nullptr);
@@ -97,17 +95,12 @@ TEST(EntryPointTest, WritesNothingWithoutAnOutPointerAndGivesTheComponentObject)
     raw->queryInterface(nullptr, &list, false);
     EXPECT_EQ(list.entries->count + list.classStack->count, 0);
 
-    // The names and identity that kelhost info prints are checked there.
-    EXPECT_STREQ(raw->className(), "KelBaseComponent");
-    EXPECT_STREQ(raw->buildStamp(), "2011-10-27 13:41");
-    EXPECT_TRUE(internal->alwaysTrue());
     IKelClcBinary* binary = raw->clcBinary();
     ASSERT_NE(binary, nullptr);
     EXPECT_EQ(binary, raw->clcBinary());
     EXPECT_EQ(binary->version(), 1u);
     EXPECT_EQ(binary->length(), 16u);
     EXPECT_EQ(binary->refCount(), 0u);
-    EXPECT_EQ(kelQuery<IKelClcBinary>(binary), binary);
 }
 
 TEST(CreateClassTest, KindsAndCountsPerIdentity)
@@ -124,8 +117,6 @@ TEST(CreateClassTest, KindsAndCountsPerIdentity)
     ASSERT_NE(first, nullptr);
     EXPECT_NE(first, second);
     EXPECT_EQ(first->refCount() + second->refCount(), 0u);
-    EXPECT_STREQ(first->className(), "PythonInitializer");
-    EXPECT_NE(kelQuery<IKelInitializer>(first), nullptr);
     IPtr<IKelUnknown> dropFirst(first), dropSecond(second);
 
     IKelUnknown *interpreter = nullptr, *again = nullptr;
@@ -133,10 +124,8 @@ TEST(CreateClassTest, KindsAndCountsPerIdentity)
     EXPECT_EQ(component->createClass(&kelScriptInterpreterPythonId(), &again), 2u);
     EXPECT_EQ(again, interpreter);
     EXPECT_EQ(interpreter->refCount(), 1u);  // the entry keeps one reference; the caller gets none
-    EXPECT_STREQ(interpreter->className(), "ScriptInterpreterPython");
 }
 
-// A component whose provider offers the recording host.
 class HostedComponentTest : public testing::Test {
 protected:
     HostedComponentTest() { host.addRef(); }

@@ -9,6 +9,8 @@
 #include "tests/support/testprovider.h"
 
 namespace {
+int destroyed = 0;
+
 class IFirst : public virtual IKelUnknown {
 public:
     static constexpr char interfaceName[] = "IFirst";
@@ -19,8 +21,7 @@ public:
     static constexpr char interfaceName[] = "IBaseOnly";
 };
 
-// A base class with an interface of its own, so that a derived class must
-// ask it in the last step of its query.
+// A base with an interface of its own, which the derived class asks last.
 class Base : public virtual IBaseOnly {
 public:
     void queryInterface(const char* name, void* out, bool) override
@@ -31,13 +32,11 @@ public:
         else if (kelSameName(name, "IBaseOnly"))
             kelSetOut(out, static_cast<IBaseOnly*>(this));
     }
-    const char* className() override { return "Base"; }
 };
 
 class Widget : public Base, public virtual IFirst {
 public:
-    explicit Widget(int* destroyed = nullptr) : destroyed_(destroyed) {}
-    ~Widget() override { if (destroyed_) ++*destroyed_; }
+    ~Widget() override { ++destroyed; }
     void queryInterface(const char* name, void* out, bool) override
     {
         if (kelSameName(name, "IFirst"))
@@ -46,17 +45,13 @@ public:
             Base::queryInterface(name, out, false);
     }
     const char* className() override { return "Widget"; }
-
-private:
-    int* destroyed_;
 };
 
 TEST(ReferenceCountTest, WithoutAProviderTheObjectCountsItselfWithOneTheHostDecides)
 {
     ASSERT_EQ(kelServiceProvider(), nullptr);
-    int destroyed = 0;
-    Widget* widget = new Widget(&destroyed);
-    EXPECT_EQ(widget->refCount(), 0u);
+    destroyed = 0;
+    Widget* widget = new Widget;
     widget->addRef();
     widget->addRef();
     EXPECT_EQ(widget->refCount(), 2u);
@@ -66,10 +61,9 @@ TEST(ReferenceCountTest, WithoutAProviderTheObjectCountsItselfWithOneTheHostDeci
     EXPECT_EQ(destroyed, 1);
 
     TestServiceProvider provider;
-    widget = new Widget(&destroyed);
+    widget = new Widget;
     widget->addRef();
     EXPECT_EQ(provider.addRefs.load(), 1);
-    EXPECT_EQ(widget->refCount(), 1u);
     provider.allowDestroy = false;
     widget->release();
     EXPECT_EQ(provider.releases.load(), 1);
@@ -85,10 +79,9 @@ TEST(QueryInterfaceTest, OneUnknownBaseAndTheBaseClassAskedLast)
     Widget widget;
     IFirst* first = kelQuery<IFirst>(&widget);
     EXPECT_EQ(first, static_cast<IFirst*>(&widget));
-    IBaseOnly* baseOnly = kelQuery<IBaseOnly>(first);  // only Base knows it
+    IBaseOnly* baseOnly = kelQuery<IBaseOnly>(first);
     EXPECT_EQ(baseOnly, static_cast<IBaseOnly*>(&widget));
-    EXPECT_EQ(kelQuery<IKelUnknown>(first), kelQuery<IKelUnknown>(baseOnly));
-    EXPECT_EQ(kelQuery<IKelUnknown>(first), static_cast<IKelUnknown*>(&widget));
+    EXPECT_EQ(kelQuery<IKelUnknown>(baseOnly), static_cast<IKelUnknown*>(&widget));
     void* out = &out;
     widget.queryInterface("INobody", &out, false);
     EXPECT_EQ(out, nullptr);
@@ -98,24 +91,19 @@ TEST(QueryInterfaceTest, OneUnknownBaseAndTheBaseClassAskedLast)
 
 TEST(IPtrTest, AssignmentTakesTheNewReferenceBeforeDroppingTheOld)
 {
-    int destroyed = 0;
-    Widget* a = new Widget(&destroyed);
-    Widget* b = new Widget(&destroyed);
+    destroyed = 0;
+    Widget* a = new Widget;
     {
         IPtr<IFirst> pointer;
-        EXPECT_EQ(pointer.unknown, nullptr);
         pointer = static_cast<IFirst*>(a);
         EXPECT_EQ(pointer.unknown, static_cast<IKelUnknown*>(a));
         pointer = static_cast<IFirst*>(a);  // self-assignment leaves the count
         EXPECT_EQ(a->refCount(), 1u);
-        EXPECT_EQ(destroyed, 0);
         IPtr<IFirst> copy(pointer);
-        EXPECT_EQ(a->refCount(), 2u);
-        pointer = static_cast<IFirst*>(b);
+        pointer = static_cast<IFirst*>(new Widget);
         EXPECT_EQ(a->refCount(), 1u);
-        EXPECT_EQ(b->refCount(), 1u);
         pointer = nullptr;
-        EXPECT_EQ(destroyed, 1);  // b went with its only reference
+        EXPECT_EQ(destroyed, 1);  // the second went with its only reference
         EXPECT_EQ(pointer.unknown, nullptr);
     }
     EXPECT_EQ(destroyed, 2);
@@ -132,7 +120,6 @@ TEST(SPtrTest, ResolvesByTheInterfaceNameAndHoldsItsOwnReference)
         EXPECT_EQ(early.get(), nullptr);  // stays null until resolved again
         early.resolve();
         ASSERT_EQ(early.get(), static_cast<IFirst*>(&widget));
-        EXPECT_EQ(widget.refCount(), 2u);
         {
             SPtr<IBaseOnly> missing;
             EXPECT_FALSE(missing);
