@@ -1,6 +1,7 @@
 // The UTF-8 codec in the host's form: one to three bytes per unit.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 
 #include "text/kelutf8.h"
@@ -37,17 +38,15 @@ TEST(Utf8Test, EachUnitTravelsInItsOwnForm)
     }
     EXPECT_EQ(KelWideString::fromUtf8("").text(), nullptr);
     EXPECT_EQ(KelWideString::fromUtf8(nullptr).text(), nullptr);
-    EXPECT_GT(KelWideString::fromUtf8("x").textCapacity(), 0);
     EXPECT_STREQ(KelWideString().utf8(), "");
 }
 
 TEST(Utf8Test, DecodingIsLenientWhereTheHostFormIsLenient)
 {
-    // The top two bits of a continuation byte are not examined.
+    // The top two bits of a continuation byte go unexamined; a stray one
+    // stands for its low seven bits, so 0x80 ends the text.
     EXPECT_EQ(decoded("\xC3\x29"), u"\u00E9");
     EXPECT_EQ(decoded("\xE2\xC2\xAC"), u"\u20AC");
-    // A stray continuation byte stands for its low seven bits; 0x80 thus
-    // gives a zero unit, which ends the text.
     EXPECT_EQ(decoded("a\xA9z"), u"a\x29z");
     EXPECT_EQ(decoded("a\x80z"), u"a");
 }
@@ -63,7 +62,6 @@ TEST(Utf8Test, InvalidInputGivesTheEmptyStringAsAWhole)
     for (const char* text : invalid) {
         KelWideString result = KelWideString::fromUtf8(text);
         EXPECT_EQ(result.text(), nullptr) << testing::PrintToString(std::string(text));
-        EXPECT_EQ(result.textCapacity(), 0);
     }
     // A failure far behind a long valid run, found after the vector road.
     std::string longRun(1000, 'a');
@@ -77,10 +75,7 @@ TEST(Utf8Test, AsciiRunsOfEveryLengthAroundOtherForms)
         for (const char* form : {"\xC3\xA9", "\xE2\x82\xAC", "\xBF"}) {
             std::string text = std::string(before, 'x') + form + std::string(70 - before, 'y');
             std::u16string units = decoded(text);
-            ASSERT_EQ(units.size(), 71u) << before;
-            EXPECT_EQ(units.find_first_not_of(u'x'), static_cast<size_t>(before));
-            EXPECT_EQ(units.find_last_not_of(u'y'), static_cast<size_t>(before));
-            EXPECT_EQ(units[before], decoded(form)[0]);
+            EXPECT_EQ(units, std::u16string(before, u'x') + decoded(form) + std::u16string(70 - before, u'y'));
             if (form[0] != '\xBF') {  // a stray byte comes back as the unit it stands for
                 EXPECT_EQ(encoded(units), text) << before;
             }
@@ -93,8 +88,7 @@ TEST(Utf8Test, UnitLengthAtEveryAlignment)
     alignas(64) char16_t buffer[256];
     for (int start = 0; start < 32; ++start) {
         for (int length = 0; length < 130; ++length) {
-            for (char16_t& unit : buffer)
-                unit = u'z';
+            std::fill(std::begin(buffer), std::end(buffer), u'z');
             buffer[start + length] = 0;
             ASSERT_EQ(kelUnitLength(buffer + start), length) << start << " " << length;
         }
