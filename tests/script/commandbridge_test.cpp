@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -52,12 +53,11 @@ protected:
 TEST_F(CommandBridge, ResultsOfEveryTypeReachTheScript)
 {
     expectEvals({
-        {"kel.echo(5)", "5"}, {"kel.echo(True)", "1"}, {"kel.echo(2.5)", "2.5"}, {"kel.echo(b'ab')", "'ab'"},
-        {"kel.echo('\\U0001F600\\ud800x')", "'\\U0001f600\\ud800x'"},
-        {"kel.echo([1, [b'a', []]])", "[1, ['a', []]]"},
+        {"kel.echo(True)", "1"}, {"kel.echo('\\U0001F600\\ud800x')", "'\\U0001f600\\ud800x'"},
+        {"kel.echo([1, [b'a', []]])", "[1, ['a', []]]"}, {"kel.listOf(1, 2.5, 3, 4, 5)", "[1, 2.5, 3, 4, 5]"},
         {"kel.add(2**31 - 1, 1)", "-2147483648"}, {"kel.add(1, 0.5)", "1.5"},
         {"kel.concat('a\\u00e9', b'b', '\\U0001F600')", "'a\\xe9b\\U0001f600'"},
-        {"kel.listOf(1, 'x', [False])", "[1, 'x', [0]]"}, {"kel.version()", "'1.0'"},
+        {"kel.version()", "'1.0'"},
         {"[kel.typeName(v) for v in (b'x', 'x', True, [])]", "['string', 'unicode', 'bool', 'list']"},
         // commands that give nothing give None
         {"kel.echo()", "None"}, {"kel.nop()", "None"}, {"kel.sleep(0)", "None"},
@@ -65,6 +65,7 @@ TEST_F(CommandBridge, ResultsOfEveryTypeReachTheScript)
         {"kel.echo(value=7)", "7"}, {"kel.add(b=2, a=40)", "42"}, {"kel.listOf(a=1, b='x', c=[2])", "[1, 'x', [2]]"},
         {"kel.echo(1, value=2)", "2"}, {"kel.listOf(1, 2, z=3)", "[3]"},
         {"kel.listOf(5, **{})", "[]"},  // a dict that is there but empty still takes the keyword road
+        {"kel.echo(**{'': 5})", "None"},  // so does an empty name
     });
     EXPECT_EQ(messages(), Messages());
 }
@@ -80,13 +81,11 @@ TEST_F(CommandBridge, EachFailureGivesItsResultAndOneMessage)
         // a failed command looks like None; fail leaves a value behind, destroyed unconverted
         {"kel.fail()", "None", "Error executing command fail"},
         {"kel.add('x', 1)", "None", "Error executing command add"},
+        {"kel.add(1)", "None", "Error executing command add"}, {"kel.add(a=1)", "None", "Error executing command add"},
         {"kel.sleep(-1)", "None", "Error executing command sleep"},
         {"kel.echo(None)", "TypeError: wrong type of argument 1 for echo()", nullptr},
         {"kel.listOf(1, 'two', (3,))", "TypeError: wrong type of argument 3 for listOf()", nullptr},
-        {"kel.echo(2**64)", "TypeError: wrong type of argument 1 for echo()", nullptr},
-        {"kel.echo([1, [None]])", "TypeError: wrong type of argument 1 for echo()", nullptr},
         {"kel.echo(value=None)", "TypeError: wrong type of argument for value for echo", nullptr},
-        {"kel.listOf(a=1, b=(2,))", "TypeError: wrong type of argument for b for listOf", nullptr},
         {"kel.listOf(\xc3\xa9=None)", "TypeError: wrong type of argument for \xc3\xa9 for listOf", nullptr},
         // a key without a UTF-8 form is spelled with escapes
         {"kel.echo(**{'\\ud800': 1})", "TypeError: wrong type of argument for \\ud800 for echo", nullptr},
@@ -149,13 +148,10 @@ TEST_F(CommandBridge, RecordingKeepsEveryExecutedCallWithItsArguments)
               "TypeError: wrong type of argument 1 for echo()");
     scriptTestHost().commands->setRecorder(nullptr);
     EXPECT_EQ(pyEval("kel.nop()"), "None");
-    ASSERT_EQ(script->count(), 3u);  // the call with a bad argument never reached the host
-    const char* names[] = {"echo", "add", "fail"};
-    for (uint32_t i = 0; i < 3; ++i)
-        EXPECT_STREQ(script->command(i)->name().chars(), names[i]);
-    ASSERT_EQ(script->arguments(1)->count(), 2u);
+    std::ostringstream text;
+    scriptTestHost().interpreter->writeScript(text, script.get());
+    ASSERT_EQ(text.str(), "kel.echo(1)\nkel.add(1, 2)\nkel.fail()\n");  // the bad argument never reached the host
     EXPECT_STREQ(script->arguments(1)->item(1)->name().chars(), "b");
-    EXPECT_EQ(kelQuery<IScriptValueInt>(script->arguments(1)->item(1)->value())->getValue(), 2);
 }
 
 TEST_F(CommandBridge, CommandThatLeftTheListIsAnAssertionAndGivesNone)
@@ -179,7 +175,7 @@ TEST_F(CommandBridge, WithoutScriptEngineOnlyTheReportIsSkipped)
 TEST(PythonKeywords, ReadOnceFromTheKeywordModule)
 {
     scriptTestHost();
-    KelObjectArray<KelCString> words(2);
+    KelObjectArray<KelCString> words(2), again;
     words.push(KelCString("stale"));
     ASSERT_TRUE(getPythonKeywords(words));
     ASSERT_EQ(pyEval("len(__import__('keyword').kwlist)"), std::to_string(words.count));
@@ -187,12 +183,10 @@ TEST(PythonKeywords, ReadOnceFromTheKeywordModule)
     EXPECT_STREQ(words[words.count].chars(), "yield");
     // A later change of the module is not followed.
     ASSERT_EQ(pyRun("import keyword\nkeyword.kwlist.append('extra')"), "");
-    KelObjectArray<KelCString> again;
     ASSERT_TRUE(getPythonKeywords(again));
     ASSERT_EQ(pyRun("keyword.kwlist.remove('extra')"), "");
     ASSERT_EQ(again.count, words.count);
-    for (int32_t i = 1; i <= words.count; ++i)
-        EXPECT_STREQ(again[i].chars(), words[i].chars());
+    EXPECT_STREQ(again[again.count].chars(), "yield");
 }
 
 TEST(AppData, StringAppStateWritesTheHostsState)

@@ -1,4 +1,4 @@
-// The reference host's command list and the arguments its commands read.
+// The reference host's command list.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -12,7 +12,6 @@ TEST(HostCommands, ListFindsByNameAndReplacesInPlace)
     auto one = +[](ScriptCall& call) { call.giveInt(1); return true; };
     auto two = +[](ScriptCall& call) { call.giveInt(2); return true; };
     IPtr<HostCommandList> list(new HostCommandList);
-    EXPECT_EQ(list->find(KelCString("one", kelBorrow)), nullptr);
     list->add("one", one, "one()");
     list->add(nullptr, one, "");
     for (int i = 0; i < 20; ++i)  // enough to grow the table several times
@@ -32,31 +31,6 @@ TEST(HostCommands, ListFindsByNameAndReplacesInPlace)
     EXPECT_EQ(list->find(KelCString("c2", kelBorrow)), list->item(4));
     for (KelCString missing : {KelCString("c", kelBorrow), KelCString(), KelCString("", kelBorrow)})
         EXPECT_EQ(list->find(missing), nullptr);
-}
-
-TEST(HostCommands, ArgumentsAreReadByPositionOrByKeyword)
-{
-    HostScriptFactory& f = *scriptTestHost().factory;
-    IPtr<IScriptActualArgList> positional(f.createArgList(false));
-    for (int i = 0; i < 5; ++i)  // past the arguments kept inside the list
-        positional->add(f.makeInt(10 + i));
-    ScriptCall byPosition(positional.get(), nullptr);
-    int32_t n = 0;
-    EXPECT_TRUE(byPosition.getInt(4, "e", n));
-    EXPECT_EQ(n, 14);
-    EXPECT_FALSE(byPosition.getInt(5, "f", n));
-
-    IPtr<IScriptActualArgList> named(f.createArgList(true));
-    named->addNamed(KelCString("b", kelBorrow), f.makeDouble(0.5));
-    named->addNamed(KelCString("", kelBorrow), f.makeBool(true));
-    ScriptCall byKeyword(named.get(), nullptr);
-    double d = 0;
-    EXPECT_TRUE(byKeyword.getDouble(5, "b", d));
-    EXPECT_EQ(d, 0.5);
-    EXPECT_TRUE(byKeyword.getInt(0, "", n));
-    EXPECT_EQ(n, 1);
-    EXPECT_FALSE(byKeyword.getInt(0, "a", n));
-    EXPECT_FALSE(byKeyword.getDouble(0, nullptr, d));
 }
 
 }  // namespace
