@@ -23,8 +23,3 @@ BucketMemoryPool* moduleCurrentPool()
 {
     return bucketCurrentPool();
 }
-
-bool modulePoolIsPrivate()
-{
-    return bucketPoolIsPrivate();
-}

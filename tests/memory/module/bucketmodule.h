@@ -13,4 +13,3 @@ BUCKET_MODULE_API void* moduleAlloc(int size, int* gotSize);
 BUCKET_MODULE_API void moduleFree(int size, void** block);
 // Borrowed: the module's current pool, null before its first allocation.
 BUCKET_MODULE_API BucketMemoryPool* moduleCurrentPool();
-BUCKET_MODULE_API bool modulePoolIsPrivate();
