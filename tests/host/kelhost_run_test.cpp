@@ -69,9 +69,10 @@ TEST_F(KelhostRunTest, SyntaxErrorsAndExitsEndOnlyTheScript)
         const char* errEnd;
     } cases[] = {{"print('x'\n", "", "SyntaxError: '(' was never closed\n\n"},
                  {"sys.exit(0)", "start\n", "Exception: Script exited.\n\n"},
+                 {"sys.exit()", "start\n", "Exception: Script exited.\n\n"},
                  {"exit()", "start\n", "SystemExit: None\n\n"},
                  {"quit(5)", "start\n", "SystemExit: 5\n\n"},
-                 {"raise SystemExit(3)", "start\n", "SystemExit: 3\n\n"}};
+                 {"import os\nos._exit = None\nraise SystemExit('bye')", "start\n", "SystemExit: bye\n\n"}};
     for (const auto& c : cases) {
         std::string text = std::string("import sys\nprint('start')\n") + c.text + "\nprint('after')\n";
         KelhostRun run = kelhost("run " + shellQuote(script("end.py", text)));
@@ -119,12 +120,13 @@ TEST_F(KelhostRunTest, CharactersBeyondTheBasicPlaneRoundTrip)
 
 TEST_F(KelhostRunTest, AMacrosDirectoryWithQuotesSpacesAndLetters)
 {
-    std::string macros = dir.file("it's \"my\" m\xc3\xa4kros \xe6\x97\xa5");
+    // None of the name may run as code or name another file.
+    std::string macros = dir.file("it's \"my\" m\xc3\xa4kros\n\xe6\x97\xa5 ')");
     fs::create_directory(macros);
-    KelhostRun run = runKelhost("--macros " + shellQuote(macros) + " exec " +
-                                shellQuote("import os\nprint(os.path.dirname(errFileName))\n1/0"));
+    std::string text = "import os\nprint(os.path.exists(errFileName), os.path.dirname(errFileName))\n1/0";
+    KelhostRun run = runKelhost("--macros " + shellQuote(macros) + " exec " + shellQuote(text));
     EXPECT_EQ(run.status, 1);
-    EXPECT_EQ(run.out, macros + "\n");
+    EXPECT_EQ(run.out, "True " + macros + "\n");
     EXPECT_TRUE(endsWith(run.err, "ZeroDivisionError: division by zero\n\n")) << run.err;
     EXPECT_EQ(run.err.find("FileNotFoundError"), std::string::npos) << run.err;
     EXPECT_TRUE(fs::is_empty(macros));
