@@ -53,8 +53,7 @@ TEST(BucketClasses, EverySizeGetsABlockThatCoversItAndMapsBackToItsBucket)
         // same bucket, or blocks would migrate between classes.
         ASSERT_EQ(classOf(sizeClass.blockSize).bucket, sizeClass.bucket) << size;
         ASSERT_TRUE(sizeClass.bucket == previous || sizeClass.bucket == previous + 1) << size;
-        if (size > 0)
-            ASSERT_LT(sizeClass.blockSize - size, size <= 8192 ? 4 : size) << size;
+        ASSERT_LT(sizeClass.blockSize - std::max(size, 1), size <= 8192 ? 4 : size) << size;
         previous = sizeClass.bucket;
     }
     struct {
@@ -183,41 +182,31 @@ TEST(BucketMemoryPool, AnswersToItsNames)
 // back: a block handed to two holders at once is overwritten by the other.
 TEST(BucketPoolModule, ThreadsNeverShareABlock)
 {
-    constexpr int kThreads = 4;
-    std::vector<std::thread> threads;
-    std::vector<int> failures(kThreads, 0);
-    for (int t = 0; t < kThreads; ++t) {
-        threads.emplace_back([t, &failures] {
-            std::mt19937 random(t);
-            struct Held {
-                unsigned char* block;
-                int size;
-                unsigned char stamp;
-            };
-            std::vector<Held> held;
-            for (int i = 0; i < 40000 || !held.empty(); ++i) {
-                if (i < 40000 && held.size() < 64 && (held.empty() || random() % 2)) {
-                    int size = random() % 64 == 0 ? 262145 + int(random() % 1000) : 1 + int(random() % 3000);
-                    int got = 0;
-                    auto* block = static_cast<unsigned char*>(bucketAlloc(size, &got));
-                    auto stamp = static_cast<unsigned char>(t * 61 + i);
-                    std::memset(block, stamp, got);
-                    held.push_back({block, got, stamp});
-                    continue;
-                }
-                std::swap(held[random() % held.size()], held.back());
-                Held h = held.back();
-                held.pop_back();
-                for (int b = 0; b < h.size; b += 97)
-                    failures[t] += h.block[b] != h.stamp;
-                void* block = h.block;
-                bucketFree(h.size, &block);
+    auto work = [](int t, int* failures) {
+        std::mt19937 random(t);
+        for (int round = 0; round < 1200; ++round) {
+            auto stamp = static_cast<unsigned char>(t * 61 + round);
+            std::vector<std::pair<unsigned char*, int>> held(1 + random() % 64);
+            for (auto& [block, size] : held) {
+                int want = random() % 64 == 0 ? 262145 + int(random() % 1000) : 1 + int(random() % 3000);
+                block = static_cast<unsigned char*>(bucketAlloc(want, &size));
+                std::memset(block, stamp, size);
             }
-        });
-    }
+            for (auto& [block, size] : held) {
+                for (int b = 0; b < size; b += 97)
+                    *failures += block[b] != stamp;
+                void* given = block;
+                bucketFree(size, &given);
+            }
+        }
+    };
+    int failures[4] = {};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t)
+        threads.emplace_back(work, t, &failures[t]);
     for (auto& thread : threads)
         thread.join();
-    EXPECT_EQ(failures, std::vector<int>(kThreads, 0));
+    EXPECT_EQ(failures[0] + failures[1] + failures[2] + failures[3], 0);
 }
 
 TEST(BucketPoolModule, MovesFromItsPrivatePoolToTheHostsAndKeepsItsBlocks)
