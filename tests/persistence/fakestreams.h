@@ -67,10 +67,7 @@ private:
 // buffer was handed on; with failWrites set each write fails for good.
 class RecordingOutput : public KelBinaryOutput {
 public:
-    struct Block {
-        int64_t position;
-        Bytes bytes;
-    };
+    struct Block { int64_t position; Bytes bytes; };
     explicit RecordingOutput(int32_t version = 1) { formatVersion = version; }
     void close() override {}
     uint64_t write(const void* source, uint64_t byteCount) override
@@ -102,8 +99,8 @@ public:
     }
     void queryInterface(const char* name, void* out, bool) override
     {
-        bool known = kelSameName(name, "IKelAssertHandlerCB");
-        *static_cast<void**>(out) = known ? static_cast<IKelAssertHandlerCB*>(this) : nullptr;
+        *static_cast<void**>(out) =
+            kelSameName(name, "IKelAssertHandlerCB") ? static_cast<IKelAssertHandlerCB*>(this) : nullptr;
     }
     const char* className() override { return "AssertRecorder"; }
     std::vector<std::string> expressions;
