@@ -30,13 +30,7 @@ bool putElements(KelBinaryOutput& out, int size, const Bytes& bytes)
 
 TEST(BinaryStream, WritesLeaveInBlocksWithoutSplitElements)
 {
-    struct Case {
-        uint64_t prefill;  // bytes already in the buffer
-        int elementSize;
-        size_t byteCount;
-        std::vector<size_t> blocks;
-        uint64_t fill;
-    };
+    struct Case { uint64_t prefill; int elementSize; size_t byteCount; std::vector<size_t> blocks; uint64_t fill; };
     for (const Case& c : std::vector<Case>{
              {1020, 8, 8, {1020}, 8},         // 4 bytes free: the buffer is handed on first
              {768, 8, 8, {}, 776},            // exactly 256 free: nothing leaves
@@ -112,11 +106,8 @@ TEST(BinaryStream, TypedReadsTakeWholeElementsFromShortDeliveries)
     ScriptedInput whole(data);
     EXPECT_TRUE(whole.read64(&wide, 1));
     EXPECT_EQ(wide, 0x0102030405060708u);
-    uint8_t bytes[4] = {};
-    EXPECT_TRUE(whole.read8(bytes, 4));
-    EXPECT_EQ(bytes[3], 12);
     EXPECT_TRUE(whole.read16(nullptr, 0));  // a count of 0 does not touch the stream
-    EXPECT_EQ(whole.requests.size(), 2u);
+    EXPECT_EQ(whole.requests.size(), 1u);
 
     Bytes many = pattern(2600);
     ScriptedInput in(many);  // long reads go in requests of at most 1024 bytes
