@@ -24,13 +24,11 @@ TEST_F(ParameterTest, ParametersAreStoredByteForByteInBothWidths)
         SCOPED_TRACE(w ? "8-byte lengths" : "4-byte lengths");
         wide = w;
         int32_t formatVersion = w ? 0 : 1;
-        Bytes oneBytes = saved(one, formatVersion), noneBytes = saved(none, formatVersion);
-        Bytes twoBytes = saved(two, formatVersion);
-        EXPECT_EQ(oneBytes, parameter(concat({name("KelIDPar"), type(*one.typeId()), single(KelID())})));
-        EXPECT_EQ(noneBytes, parameter(concat({name("KelIDsPar"), type(idsParType), list({})})));
-        EXPECT_EQ(twoBytes, parameter(concat({name("KelIDsPar"), type(idsParType), list({idOf(1), idOf(2)})})));
-        std::vector<size_t> sizes = {oneBytes.size(), noneBytes.size(), twoBytes.size()};
-        EXPECT_EQ(sizes, (w ? std::vector<size_t>{112, 89, 145} : std::vector<size_t>{88, 69, 117}));
+        EXPECT_EQ(saved(one, formatVersion),
+                  parameter(concat({name("KelIDPar"), type(*one.typeId()), single(KelID())})));
+        EXPECT_EQ(saved(none, formatVersion), parameter(concat({name("KelIDsPar"), type(idsParType), list({})})));
+        EXPECT_EQ(saved(two, formatVersion),
+                  parameter(concat({name("KelIDsPar"), type(idsParType), list({idOf(1), idOf(2)})})));
     }
 }
 
@@ -71,24 +69,18 @@ TEST_F(ParameterTest, RoundTripsThroughMemoryAndFilesInBothWidths)
 
 TEST_F(ParameterTest, VersionTableDecidesWhatLoads)
 {
-    struct Case {
-        uint32_t id;
-        uint8_t version;
-        bool loads;
-    };
-    for (Case c : {Case{testMagic, 0, true}, Case{testMagic, 1, true}, Case{testMagic, 2, true},
-                   Case{testMagic, 3, true}, Case{testMagic, 4, true}, Case{testMagic, 5, false},
-                   Case{testMagic, 255, false}, Case{kelChunkOldParameter, 0, true},
-                   Case{kelChunkOldParameter, 1, true}, Case{kelChunkOldParameter, 2, false},
-                   Case{kelChunkOldParameter, 4, false}, Case{kelChunkOldParameter, 5, false}}) {
-        SCOPED_TRACE(std::to_string(c.id) + " v" + std::to_string(c.version));
-        KelIDPar one(idOf(9));
-        EXPECT_EQ(loaded(one, nest(c.id, concat({name("KelIDPar"), single(idOf(5))}), c.version)), c.loads);
-        EXPECT_EQ(one.getValue(), c.loads ? idOf(5) : KelID());
-        KelIDsPar many;  // the list stays as it was on refusal
-        many.push(idOf(1));
-        EXPECT_EQ(loaded(many, nest(c.id, concat({name("KelIDsPar"), list({idOf(2)})}), c.version)), c.loads);
-        EXPECT_EQ(many.getValue()[1], c.loads ? idOf(2) : idOf(1));
+    for (uint32_t id : {testMagic, uint32_t(kelChunkOldParameter)}) {
+        for (int version : {0, 1, 2, 3, 4, 5, 255}) {
+            bool loads = version <= (id == testMagic ? 4 : 1);
+            SCOPED_TRACE(std::to_string(id) + " v" + std::to_string(version));
+            KelIDPar one(idOf(9));
+            EXPECT_EQ(loaded(one, nest(id, concat({name("KelIDPar"), single(idOf(5))}), uint8_t(version))), loads);
+            EXPECT_EQ(one.getValue(), loads ? idOf(5) : KelID());
+            KelIDsPar many;  // the list stays as it was on refusal
+            many.push(idOf(1));
+            EXPECT_EQ(loaded(many, nest(id, concat({name("KelIDsPar"), list({idOf(2)})}), uint8_t(version))), loads);
+            EXPECT_EQ(many.getValue()[1], loads ? idOf(2) : idOf(1));
+        }
     }
     magic.magic = kelChunkOldParameter;  // a host that gave this id could not read its own files
     KelIDPar one;
