@@ -7,12 +7,7 @@ using QTXModelFeature::KelIDsPar;
 
 TEST_F(ParameterTest, SubChunksAreMatchedByIdInAnyOrder)
 {
-    struct Case {
-        const char* what;
-        Bytes subChunks;
-        bool loads;
-        KelID value;
-    };
+    struct Case { const char* what; Bytes subChunks; bool loads; KelID value; };
     for (const Case& c : std::vector<Case>{
              {"value first", concat({single(idOf(1)), type(idOf(4242)), name("KelIDPar")}), true, idOf(1)},
              {"unknown skipped", concat({nest(300, identity(idOf(8)), 7), name("KelIDPar"), list({idOf(9)}), single(idOf(2))}),
@@ -56,11 +51,7 @@ TEST_F(ParameterTest, ListSubChunkReplacesTheListOnlyWhenPresent)
 
 TEST_F(ParameterTest, DamagedListCountCostsOnlyWhatTheChunkHolds)
 {
-    struct Case {
-        const char* what;
-        int64_t storedCount;
-        bool trailingIdentities;  // sound identity chunks right behind sub-chunk 257
-    };
+    struct Case { const char* what; int64_t storedCount; bool trailingIdentities; };  // identities behind 257
     for (Case c : {Case{"huge count", 0x7fffffff, false}, Case{"one too many", 3, true},
                    Case{"huge count, identities behind", 0x7fffffff, true}}) {
         Bytes trailing = c.trailingIdentities ? concat({identity(idOf(3)), identity(idOf(3)), identity(idOf(3))}) : Bytes();
@@ -77,11 +68,7 @@ TEST_F(ParameterTest, FailedLoadsLeaveTheStreamWhereTheyStopped)
     KelIDPar source(idOf(3));
     Bytes good = saved(source), foreign = good, cut(good.begin(), good.end() - 1);
     foreign[0] = 0x55;
-    struct Case {
-        const char* what;
-        Bytes bytes;
-        int64_t stoppedAt;
-    };
+    struct Case { const char* what; Bytes bytes; int64_t stoppedAt; };
     for (const Case& c : {Case{"neither id: behind the head", foreign, 8}, Case{"rejected head: at the head", cut, 0}}) {
         KelMemoryInput in(c.bytes.data(), c.bytes.size());
         KelChunkReader holder(&in);
