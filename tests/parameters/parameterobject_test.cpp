@@ -42,8 +42,6 @@ TEST_F(ParameterTest, QueriesAnswerTheNamesOfEachClass)
     IKelUnknown* oneBase = static_cast<IKelIDValue*>(&one);
     EXPECT_EQ(query(oneBase, "KelIDPar"), &one);
     EXPECT_EQ(query(oneBase, "IKelUnknown"), oneBase);
-    EXPECT_EQ(query(oneBase, "IKelPersistable"), static_cast<IKelPersistable*>(&one));
-    EXPECT_EQ(query(oneBase, "Parameter"), static_cast<Parameter*>(&one));
     EXPECT_EQ(query(oneBase, "IKelParameter"), static_cast<IKelParameter*>(&one));
     EXPECT_EQ(query(oneBase, "IKelEqualComparable"), nullptr);
     EXPECT_EQ(query(oneBase, "KelIDsPar"), nullptr);
