@@ -21,7 +21,6 @@
 #include "host/kelhost_app.h"
 #include "memory/bucketpool.h"
 #include "memory/keltranslator.h"
-#include "tests/host/kelhostrun.h"
 #include "tests/support/testprovider.h"
 #include "text/kelwidestring.h"
 #include "text/qtxcstring.h"
@@ -38,14 +37,13 @@ TEST(HostProviderTest, LooksUpTheNamedBaseAndCountsAtomically)
     void* out = nullptr;
     EXPECT_EQ(provider->lookupService(KelCString("IKelDirService", kelBorrow), &out), 1);
     EXPECT_EQ(out, static_cast<IKelDirService*>(directories));
-    void* untouched = &out;
-    EXPECT_EQ(provider->lookupService(KelCString("IDataStore", kelBorrow), &untouched), 0);
-    EXPECT_EQ(untouched, &out);
-    EXPECT_EQ(provider->lookupService(KelCString(), &untouched), 0);
-    // Published under a name the object does not answer to: not found.
+    // Unknown, null, or published under a name the object does not answer to.
     provider->addService("IDataStore", directories);
-    EXPECT_EQ(provider->lookupService(KelCString("IDataStore", kelBorrow), &untouched), 0);
-    provider->removeService("IDataStore");
+    for (KelCString name : {KelCString("IDataStore", kelBorrow), KelCString("INothing", kelBorrow), KelCString()}) {
+        void* untouched = &out;
+        EXPECT_EQ(provider->lookupService(name, &untouched), 0);
+        EXPECT_EQ(untouched, &out);
+    }
 
     int32_t count = 0;
     provider->addRefShared(&count);
@@ -71,28 +69,17 @@ TEST(HostDataStoreTest, SettingsReadAsBooleansAndTexts)
     EXPECT_EQ(&store.getString("Unknown", 0), &KelWideString::emptyString());
 }
 
-TEST(HostDataStoreTest, DeclaredStatesKeepValuesAndReportChanges)
+TEST(HostDataStoreTest, StatesRefuseTheWrongTypeAndUndeclaredNames)
 {
     HostDataStore store;
-    std::vector<std::string> changes;
-    store.setListener([&changes](const HostAppState& state) {
-        changes.push_back(state.name + "=" +
-                          (state.isString ? state.stringValue.utf8() : std::to_string(state.intValue)));
-    });
-    store.declareAppStateGroup("Python");
-    store.declareStringAppState("Python/Output String", 1024, KelWideString::emptyString(), 0);
-    store.declareIntAppState("Python/Redirect Output", 1, 0, 1, 0);
-    EXPECT_EQ(store.groups(), std::vector<std::string>{"Python"});
-    EXPECT_EQ(store.stateOrder(), (std::vector<std::string>{"Python/Output String", "Python/Redirect Output"}));
-    ASSERT_NE(store.state("Python/Redirect Output"), nullptr);
-    EXPECT_EQ(store.state("Python/Redirect Output")->intValue, 1);
-
-    EXPECT_TRUE(store.setStringState("Python/Output String", KelWideString("hello")));
-    EXPECT_TRUE(store.setIntState("Python/Redirect Output", 0));
-    EXPECT_FALSE(store.setIntState("Python/Output String", 3));                // wrong type
-    EXPECT_FALSE(store.setStringState("Python/Nothing", KelWideString("x")));  // undeclared
-    EXPECT_EQ(changes, (std::vector<std::string>{"Python/Output String=hello", "Python/Redirect Output=0"}));
-    EXPECT_EQ(store.state("Python/Nothing"), nullptr);
+    store.declareStringAppState("S", 8, KelWideString::emptyString(), 0);
+    store.declareIntAppState("I", 1, 0, 1, 0);
+    EXPECT_TRUE(store.setIntState("I", 0));
+    EXPECT_EQ(store.state("I")->intValue, 0);
+    EXPECT_FALSE(store.setIntState("S", 3));
+    EXPECT_FALSE(store.setStringState("I", KelWideString("x")));
+    EXPECT_FALSE(store.setStringState("Nothing", KelWideString("x")));
+    EXPECT_EQ(store.state("Nothing"), nullptr);
 }
 
 TEST(HostStrSupportTest, NarrowsToUtf8AndLowersAsciiAndLatin1)
@@ -127,19 +114,41 @@ TEST(HostMemoryTest, TheManagerGivesBackItsCachedPagesOnlyOnce)
     EXPECT_EQ(checker.getMemoryStatus(&freePhysical, &totalPhysical, &freeSwap, &totalSwap, 0), -1);
 }
 
-TEST(HostReportingTest, AssertionsAreReportedAndTheCodeGoesOn)
+TEST(KelHostTest, StartsTheComponentWithTheHostsServicesAndReportsWhatGoesWrong)
 {
+    TempDir macros;
     KelHostOptions options;
-    options.component = kelComponentPath();
+    options.component = KEL_COMPONENT_PATH;
+    options.macrosDir = macros.path();
+    options.settings["Memory/UseErrorService"] = "1";
     KelHost host(options);
-    std::ostringstream out;
+    EXPECT_EQ(host.directories().directory("macros"), macros.path());
+    EXPECT_EQ(host.directories().directory("exe"), host.componentPath().substr(0, host.componentPath().rfind('/')));
+    EXPECT_EQ(host.dataStore().getBool("Memory/UseErrorService", 0), 1);
+    ASSERT_TRUE(host.start()) << host.error();
+    EXPECT_EQ(host.dataStore().groups(), std::vector<std::string>{"Python"});
+    EXPECT_EQ(host.dataStore().stateOrder(),
+              (std::vector<std::string>{"Python/Output String", "Python/Error String", "Python/Redirect Output"}));
+    EXPECT_EQ(host.dataStore().state("Python/Redirect Output")->intValue, 1);
+    // The component holds the host's first reference on itself.
+    EXPECT_EQ(host.component()->refCount(), 1u);
+    // The pool that modules move their strings to.
+    void* published = nullptr;
+    host.provider().lookupService(KelCString("IBucketMemoryPool", kelBorrow), &published);
+    EXPECT_EQ(published, static_cast<IBucketMemoryPool*>(&host.pool()));
+
+    host.componentTranslator().addText("Disk full", "Platte voll: %1");
+    KelWideString argument("C");
+    EXPECT_EQ(std::string(host.componentTranslator().translate("Disk full", &argument).utf8()), "Platte voll: C");
+    EXPECT_EQ(host.translators().translatorFor(kelComponentId()),
+              static_cast<IKelTranslator*>(&host.componentTranslator()));
+
+    std::ostringstream out, errorOut;
     host.assertHandler().setStream(&out);
     qtxAssertFailed("start >= 0", ".\\qtxcstring", 42);
     EXPECT_EQ(out.str(), "assertion failed: start >= 0 in .\\qtxcstring, line 42\n");
     ASSERT_EQ(host.assertHandler().failures().size(), 1u);
     EXPECT_EQ(host.assertHandler().failures()[0].line, 42);
-
-    std::ostringstream errorOut;
     host.errors().setStream(&errorOut);
     SPtr<IKelErrorService> errors;
     ASSERT_TRUE(errors);
@@ -148,37 +157,5 @@ TEST(HostReportingTest, AssertionsAreReportedAndTheCodeGoesOn)
     EXPECT_EQ(errorOut.str(), "error: disk \xc3\xa9\n");
     EXPECT_EQ(host.errors().reports()[0].level, 3);
     EXPECT_EQ(host.errors().reports()[0].context, "ctx");
-}
-
-TEST(KelHostTest, StartsTheComponentAndGivesItTheHostsServices)
-{
-    TempDir macros;
-    KelHostOptions options;
-    options.component = kelComponentPath();
-    options.macrosDir = macros.path();
-    options.settings["Memory/UseErrorService"] = "1";
-    KelHost host(options);
-    EXPECT_EQ(host.directories().directory("macros"), macros.path());
-    EXPECT_EQ(host.directories().directory("exe"), host.componentPath().substr(0, host.componentPath().rfind('/')));
-    EXPECT_EQ(host.dataStore().getBool("Memory/UseErrorService", 0), 1);
-    ASSERT_TRUE(host.start()) << host.error();
-    EXPECT_EQ(host.dataStore().stateOrder(),
-              (std::vector<std::string>{"Python/Output String", "Python/Error String", "Python/Redirect Output"}));
-    // The component holds the host's first reference on itself.
-    EXPECT_EQ(host.component()->refCount(), 1u);
-    uint32_t kind = 9;
-    EXPECT_EQ(host.createClass(kelComponentId(), &kind), nullptr);
-    EXPECT_EQ(kind, 0u);
-    // The pool that modules move their strings to.
-    void* published = nullptr;
-    host.provider().lookupService(KelCString("IBucketMemoryPool", kelBorrow), &published);
-    EXPECT_EQ(published, static_cast<IBucketMemoryPool*>(&host.pool()));
-
-    host.componentTranslator().addText("Disk full", "Platte voll: %1");
-    KelWideString argument("C");
-    KelWideString translated = host.componentTranslator().translate("Disk full", &argument);
-    EXPECT_EQ(std::string(translated.utf8()), "Platte voll: C");
-    EXPECT_EQ(host.translators().translatorFor(kelComponentId()),
-              static_cast<IKelTranslator*>(&host.componentTranslator()));
 }
 }  // namespace

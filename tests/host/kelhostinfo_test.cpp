@@ -10,7 +10,7 @@
 namespace {
 TEST(KelhostInfoTest, PrintsTheComponentAndItsClasses)
 {
-    KelhostRun run = runKelhost("info --component " + shellQuote(kelComponentPath()));
+    KelhostRun run = runKelhost("info --component " + shellQuote(KEL_COMPONENT_PATH));
     EXPECT_EQ(run.status, 0) << run.err;
     EXPECT_EQ(run.out,
               "component: PythonComponent\n"

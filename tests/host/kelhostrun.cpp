@@ -14,11 +14,6 @@ std::string readFile(const std::string& path)
     return text.str();
 }
 
-const char* kelComponentPath()
-{
-    return KEL_COMPONENT_PATH;
-}
-
 std::string shellQuote(const std::string& text)
 {
     std::string quoted = "'";

@@ -13,6 +13,5 @@ struct KelhostRun {
 // caller) and `input` on its standard input.
 KelhostRun runKelhost(const std::string& arguments, const std::string& input = "");
 
-const char* kelComponentPath();  // the built python.so
 std::string shellQuote(const std::string& text);
 std::string readFile(const std::string& path);  // the whole file, "" when absent
