@@ -103,11 +103,8 @@ TEST(BinaryStream, TypedReadsTakeWholeElementsFromShortDeliveries)
     ScriptedInput threeAtATime(data, 3);  // less than one element fails at once
     EXPECT_FALSE(threeAtATime.read64(&wide, 1));
     EXPECT_EQ(wide, 42u);
-    ScriptedInput whole(data);
-    EXPECT_TRUE(whole.read64(&wide, 1));
-    EXPECT_EQ(wide, 0x0102030405060708u);
-    EXPECT_TRUE(whole.read16(nullptr, 0));  // a count of 0 does not touch the stream
-    EXPECT_EQ(whole.requests.size(), 1u);
+    EXPECT_TRUE(threeAtATime.read16(nullptr, 0));  // a count of 0 does not touch the stream
+    EXPECT_EQ(threeAtATime.requests.size(), 1u);
 
     Bytes many = pattern(2600);
     ScriptedInput in(many);  // long reads go in requests of at most 1024 bytes
