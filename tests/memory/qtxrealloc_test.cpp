@@ -156,7 +156,6 @@ TEST_F(QtxShortHeap, MallocGivesTheCountAndAsksTheManagerUntilTheHeapGives)
     EXPECT_EQ(qtxMalloc(&block, 8, 0), 0);
     std::free(block);
     heap.mallocSizes.clear();
-    heap.mallocRefuseFrom = 0;
     manager.answer = [](int asked) {
         if (asked == 40)
             ScriptedSyscalls::mallocRefuseFrom = SIZE_MAX;
