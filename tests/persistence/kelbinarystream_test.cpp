@@ -119,18 +119,11 @@ TEST(BinaryStream, TypedReadsTakeWholeElementsFromShortDeliveries)
     EXPECT_EQ(raw.requests, std::vector<uint64_t>{5000});
 }
 
-namespace {
-using Seen = std::tuple<bool, int64_t, uint64_t>;
-std::vector<Seen> seen;
-void observe(bool output, const void*, int64_t position, uint64_t byteCount)
-{
-    seen.emplace_back(output, position, byteCount);
-}
-}  // namespace
-
 TEST(BinaryStream, ObserverSeesEveryBlockWithItsPosition)
 {
-    kelSetStreamObserver(observe);
+    using Seen = std::tuple<bool, int64_t, uint64_t>;
+    static std::vector<Seen> seen;
+    kelSetStreamObserver([](bool output, const void*, int64_t at, uint64_t n) { seen.emplace_back(output, at, n); });
     RecordingOutput out;
     Bytes raw(1030, 9);
     out.writeRaw(raw.data(), raw.size());
