@@ -20,8 +20,7 @@ const std::vector<size_t> payloadSizes = {0, 1, 7, 255, 256, 1015, 1016, 1023, 1
 
 KelID identityFor(size_t n)
 {
-    uint8_t tail[8] = {1, 2, 3, 4, 5, 6, 7, uint8_t(n)};
-    return KelID(uint32_t(n * 2654435761u), uint16_t(n), uint16_t(~n), tail);
+    return KelID(uint32_t(n * 2654435761u), uint16_t(n), uint16_t(~n), {1, 2, 3, 4, 5, 6, 7, uint8_t(n)});
 }
 
 // Under a root chunk (version 0 for 4-byte lengths, 1 for 8-byte ones), per
