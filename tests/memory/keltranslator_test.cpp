@@ -32,16 +32,6 @@ public:
     KelID lastComponent{};
 };
 
-// Each test starts and ends without a held translator.
-class KelTranslatorChoice : public testing::Test {
-protected:
-    KelTranslatorChoice() { kelForgetTranslator(); }
-    ~KelTranslatorChoice() override { kelForgetTranslator(); }
-    TestServiceProvider provider;
-    FakeTranslatorService service;
-    KelWideString result;
-};
-
 }  // namespace
 
 // The pointer forms share the text's own format; what is checked here is that
@@ -75,13 +65,16 @@ TEST(KelTrivialTranslator, ArgumentFormsFillPlaceholders)
     EXPECT_EQ(units(translator.translate("50%", 1, args)), u"50%");
 }
 
-TEST_F(KelTranslatorChoice, TrivialUntilTheHostOffersAService)
+// Trivial until the host offers a translator service; the service is asked
+// once per binding, and a direct translator is the last resort.
+TEST(KelTranslatorChoice, FallsFromTheServiceToADirectTranslatorToTheTrivialOne)
 {
-    KelWideString argument = wide(u"boom");
+    kelForgetTranslator();
+    TestServiceProvider provider;
+    FakeTranslatorService service;
+    KelWideString result, argument = wide(u"boom");
     EXPECT_EQ(units(*kelTranslate(&result, "error:\n%1", &argument)), u"error:\nboom");
 
-    // The host's translator is taken from the next call on, and the service
-    // is not asked again after that.
     MarkingTranslator host;
     service.translator = &host;
     provider.add("IKelTranslatorService", &service);
@@ -92,21 +85,18 @@ TEST_F(KelTranslatorChoice, TrivialUntilTheHostOffersAService)
     EXPECT_EQ(host.count, 2);  // the test's reference and the held one
     kelForgetTranslator();
     EXPECT_EQ(host.count, 1);
-}
 
-TEST_F(KelTranslatorChoice, DirectTranslatorServiceIsTheLastResort)
-{
     MarkingTranslator direct;
-    provider.add("IKelTranslatorService", &service);  // gives no translator
+    service.translator = nullptr;
     provider.add("IKelTranslator", &direct);
     EXPECT_EQ(units(*kelTranslate(&result, "x")), u"T:x");
-    EXPECT_EQ(service.calls, 1);
-
-    // A service with nothing to give, and nothing found directly: the
-    // trivial translator stands in, and the service is not asked again.
+    EXPECT_EQ(service.calls, 2);
+    // Nothing from the service and nothing direct: the trivial translator
+    // stands in, and the service is not asked again.
     kelForgetTranslator();
     provider.remove("IKelTranslator");
     EXPECT_EQ(units(*kelTranslate(&result, "x")), u"x");
     EXPECT_EQ(units(*kelTranslate(&result, "y")), u"y");
-    EXPECT_EQ(service.calls, 2);
+    EXPECT_EQ(service.calls, 3);
+    kelForgetTranslator();
 }
