@@ -8,28 +8,12 @@
 
 #include "host/scriptrunner.h"
 #include "tests/host/kelhostrun.h"
-#include "tests/support/testprovider.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 
-class KelhostRunTest : public ::testing::Test {
-protected:
-    TempDir dir;
-
-    std::string script(const std::string& name, const std::string& text)
-    {
-        std::ofstream(dir.file(name), std::ios::binary) << text;
-        return dir.file(name);
-    }
-    // kelhost with its macros directory in the test's own folder.
-    KelhostRun kelhost(const std::string& arguments, const std::string& input = "")
-    {
-        return runKelhost("--macros " + shellQuote(dir.path()) + " " + arguments, input);
-    }
-    std::string errorFile() const { return dir.file("python_script_errors.log"); }
-};
+using KelhostRunTest = KelhostTest;
 
 bool endsWith(const std::string& text, const std::string& end)
 {
@@ -38,7 +22,7 @@ bool endsWith(const std::string& text, const std::string& end)
 
 TEST_F(KelhostRunTest, StatusZeroOneAndTwo)
 {
-    KelhostRun ok = kelhost("run " + shellQuote(script("ok.py", "import sys\nprint('args', sys.argv[1:])\n")) +
+    KelhostRun ok = kelhost("run " + shellQuote(write("ok.py", "import sys\nprint('args', sys.argv[1:])\n")) +
                             " one 'two words'");
     EXPECT_EQ(ok.status, 0) << ok.err;
     EXPECT_EQ(ok.out, "args ['one', 'two words']\n");
@@ -55,7 +39,7 @@ TEST_F(KelhostRunTest, StatusZeroOneAndTwo)
     KelhostRun absent = kelhost("run " + shellQuote(missing));
     EXPECT_EQ(absent.status, 2);
     EXPECT_EQ(absent.err, "kelhost: script file not found: " + missing + "\n");
-    EXPECT_FALSE(fs::exists(errorFile()));
+    EXPECT_FALSE(fs::exists(dir.file("python_script_errors.log")));
 }
 
 TEST_F(KelhostRunTest, SyntaxErrorsAndExitsEndOnlyTheScript)
@@ -71,13 +55,13 @@ TEST_F(KelhostRunTest, SyntaxErrorsAndExitsEndOnlyTheScript)
                  {"import os\nos._exit = None\nraise SystemExit('bye')", "start\n", "SystemExit: bye\n\n"}};
     for (const auto& c : cases) {
         std::string text = std::string("import sys\nprint('start')\n") + c.text + "\nprint('after')\n";
-        KelhostRun run = kelhost("run " + shellQuote(script("end.py", text)));
+        KelhostRun run = kelhost("run " + shellQuote(write("end.py", text)));
         EXPECT_EQ(run.status, 1) << c.text;
         EXPECT_EQ(run.out, c.out) << c.text;
         EXPECT_EQ(run.err.rfind("Python interpreter error:\n", 0), 0u) << run.err;
         EXPECT_TRUE(endsWith(run.err, c.errEnd)) << run.err;
     }
-    EXPECT_FALSE(fs::exists(errorFile()));
+    EXPECT_FALSE(fs::exists(dir.file("python_script_errors.log")));
 }
 
 TEST_F(KelhostRunTest, CommandsByPositionAndByKeyword)
@@ -93,7 +77,7 @@ TEST_F(KelhostRunTest, CommandsByPositionAndByKeyword)
 TEST_F(KelhostRunTest, CharactersBeyondTheBasicPlaneRoundTrip)
 {
     // Through echo, as text and inside a list, in both modes, from a UTF-8 file.
-    std::string path = script("wide.py",
+    std::string path = write("wide.py",
                               "s = '\xf0\x9f\x98\x80 \xf0\x90\x8d\x88 \xc3\xa9'\n"
                               "r = kel.echo(s)\n"
                               "print(r == s, len(r), r, kel.echo([s])[0] == s)\n");
@@ -132,7 +116,7 @@ TEST_F(KelhostRunTest, RecordThenReplay)
 {
     std::string original = "kel.echo('h\xc3\xa9 \xf0\x9f\x98\x80')\nfor i in range(2):\n    kel.add(i, 2.5)\n";
     std::string recorded = dir.file("recorded.py"), again = dir.file("again.py");
-    KelhostRun record = kelhost("run --record " + shellQuote(recorded) + " " + shellQuote(script("orig.py", original)));
+    KelhostRun record = kelhost("run --record " + shellQuote(recorded) + " " + shellQuote(write("orig.py", original)));
     EXPECT_EQ(record.status, 0) << record.err;
     EXPECT_EQ(readFile(recorded),
               "# -*- coding: utf-8 -*-\nkel.echo(u'h\xc3\xa9 \xf0\x9f\x98\x80')\nkel.add(0, 2.5)\nkel.add(1, 2.5)\n");

@@ -4,7 +4,6 @@
 #include <fstream>
 #include <sstream>
 
-#include "tests/support/testprovider.h"
 
 std::string readFile(const std::string& path)
 {
@@ -36,4 +35,10 @@ KelhostRun runKelhost(const std::string& arguments, const std::string& input)
     run.out = readFile(dir.file("out"));
     run.err = readFile(dir.file("err"));
     return run;
+}
+
+std::string KelhostTest::write(const std::string& name, const std::string& bytes)
+{
+    std::ofstream(dir.file(name), std::ios::binary) << bytes;
+    return dir.file(name);
 }

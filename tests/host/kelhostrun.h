@@ -1,7 +1,11 @@
 // Runs the kelhost program as a real process for end-to-end tests.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <string>
+
+#include "tests/support/testprovider.h"
 
 struct KelhostRun {
     int status = -1;  // the exit status; -1 when the program did not exit normally
@@ -15,3 +19,14 @@ KelhostRun runKelhost(const std::string& arguments, const std::string& input = "
 
 std::string shellQuote(const std::string& text);
 std::string readFile(const std::string& path);  // the whole file, "" when absent
+
+// Each test has a folder of its own, which is also kelhost's macros directory.
+class KelhostTest : public ::testing::Test {
+protected:
+    TempDir dir;
+    std::string write(const std::string& name, const std::string& bytes);  // gives the path
+    KelhostRun kelhost(const std::string& arguments, const std::string& input = "")
+    {
+        return runKelhost("--macros " + shellQuote(dir.path()) + " " + arguments, input);
+    }
+};
