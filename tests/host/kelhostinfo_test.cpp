@@ -44,15 +44,16 @@ TEST(KelhostInfoTest, AMissingOrBrokenComponentIsOneLineAndStatusTwo)
 
 TEST(KelhostInfoTest, UsageErrorsGiveStatusTwoAndHelpGivesZero)
 {
-    KelhostRun none = runKelhost("");
-    EXPECT_EQ(none.status, 2);
-    EXPECT_NE(none.err.find("A subcommand is required"), std::string::npos) << none.err;
-    KelhostRun unknown = runKelhost("info --no-such-option");
-    EXPECT_EQ(unknown.status, 2);
-    EXPECT_NE(unknown.err.find("--no-such-option"), std::string::npos) << unknown.err;
-    KelhostRun help = runKelhost("--help");
-    EXPECT_EQ(help.status, 0);
-    EXPECT_NE(help.out.find("info"), std::string::npos);
-    EXPECT_NE(help.out.find("--component"), std::string::npos);
+    const struct {
+        const char* arguments;
+        int status;
+        const char* shown;
+    } cases[] = {{"", 2, "A subcommand is required"}, {"info --no-such-option", 2, "--no-such-option"},
+                 {"run", 2, "file is required"}, {"--help", 0, "--component"}};
+    for (const auto& c : cases) {
+        KelhostRun run = runKelhost(c.arguments);
+        EXPECT_EQ(run.status, c.status) << c.arguments;
+        EXPECT_NE((c.status ? run.err : run.out).find(c.shown), std::string::npos) << run.out << run.err;
+    }
 }
 }  // namespace
