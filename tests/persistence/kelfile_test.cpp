@@ -95,7 +95,6 @@ TEST(ChunkReader, AcceptsOnlyEndsBetweenHeadAndStreamSize)
         EXPECT_EQ(in.tell(), c.accepted ? (c.wide ? 12 : 8) : 0);
         if (!c.accepted) {  // the failure is sticky, even for a sound head
             EXPECT_FALSE(reader.readChunk());
-            EXPECT_TRUE(reader.atChunkEnd());
             EXPECT_EQ(reader.bytesLeft(), 0);
         }
     }
@@ -124,20 +123,15 @@ TEST(ChunkReader, WrongIdLeavesTheChunkOpenAndTheStreamStill)
 
 TEST(ChunkReader, KeyedChunkTakesItsIdentityOnEntry)
 {
-    for (size_t idLength : {16, 10}) {  // an identity that does not arrive is a rejected head
-        bool whole = idLength == 16;
+    for (bool whole : {true, false}) {  // an identity that does not arrive is a rejected head
         Bytes payload = whole ? concat({idBytes, {5, 6}}) : Bytes(idBytes.begin(), idBytes.begin() + 10);
         Bytes bytes = chunk(kelChunkKeyed, 0, 8 + payload.size(), payload);
         KelMemoryInput in(bytes.data(), bytes.size());
         KelChunkReader reader(&in);
         EXPECT_EQ(reader.readChunk(), whole);
-        EXPECT_EQ(reader.good(), whole);
         EXPECT_EQ(reader.bytesLeft(), whole ? 2 : 0);
         EXPECT_EQ(in.tell(), whole ? 24 : 0);
-        if (whole) {
-            ASSERT_NE(reader.chunkKey(), nullptr);
-            EXPECT_EQ(*reader.chunkKey(), typeIdOfKelIDPar);
-        }
+        EXPECT_TRUE(!whole || (reader.chunkKey() && *reader.chunkKey() == typeIdOfKelIDPar));
     }
 }
 
