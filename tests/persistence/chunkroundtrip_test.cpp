@@ -31,8 +31,7 @@ void writeTree(KelBinaryOutput& out, bool shortLengths)
     writer.beginChunk(kelChunkRoot, shortLengths ? 0 : 1);
     for (size_t size : payloadSizes) {
         writer.beginChunk(0x200000 + uint32_t(size), int(size % 256));
-        Bytes payload = pattern(size);
-        out.writeRaw(payload.data(), payload.size());
+        out.writeRaw(pattern(size).data(), size);
         writer.writeCStringChunk(KelCString(std::string(size % 50, 'k').c_str()));
         writer.writeIDChunk(identityFor(size));
         writer.endChunk();
