@@ -13,7 +13,7 @@ public:
     // Latin-1 bytes, '?' for the rest.
     KelCString toNarrow(const char16_t* units) override
     {
-        ++narrowCalls;
+        ++calls;
         std::string text;
         for (; *units; ++units)
             text += *units < 0x100 ? static_cast<char>(*units) : '?';
@@ -21,7 +21,7 @@ public:
     }
     void lowerInPlace(char16_t* units) override
     {
-        ++lowerCalls;
+        ++calls;
         for (; *units; ++units)
             *units = *units >= u'A' && *units <= u'Z' ? *units + 32 : *units;
     }
@@ -31,15 +31,14 @@ public:
     }
     const char* className() override { return "FakeStrSupport"; }
 
-    int narrowCalls = 0;
-    int lowerCalls = 0;
+    int calls = 0;
 };
 
 class FakeAssertHandler : public IKelAssertHandlerCB {
 public:
-    int handleAssert(const char* expression, const char* file, int line) override
+    int handleAssert(const char* expression, const char* file, int) override
     {
-        failures.push_back(std::string(expression) + " " + file + ":" + std::to_string(line));
+        failures.push_back(std::string(expression) + " " + file);
         return 0;
     }
     void queryInterface(const char* name, void* out, bool) override
@@ -49,7 +48,7 @@ public:
     }
     const char* className() override { return "FakeAssertHandler"; }
 
-    std::vector<std::string> failures;  // "expression file:line"
+    std::vector<std::string> failures;  // "expression file"
 };
 
 // The storage state of a text: 'e'mpty, 'b'orrowed or 'o'wned; '?' for a
