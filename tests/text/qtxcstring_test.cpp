@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <sstream>
 #include <type_traits>
 
@@ -33,8 +32,6 @@ TEST(KelCString, StorageStatesThroughConstructionCopyAndAssign)
     const char* before = target.chars();
     target.assign(target.chars());  // its own text: nothing to do
     EXPECT_EQ(target.chars(), before);
-    target = KelCString(literal, kelBorrow);
-    EXPECT_EQ(target.chars(), literal);
     target.assign(static_cast<const char*>(nullptr));
     EXPECT_EQ(stateOf(target), 'e');
     owned.clear();
@@ -70,10 +67,7 @@ TEST(KelCString, FindChecksInOrderAndAssertsOnNegativeStart)
     EXPECT_TRUE(handler.failures.empty());
 
     EXPECT_EQ(KelCString("abc").find("a", -1), -1);
-    ASSERT_EQ(handler.failures.size(), 1u);
-    const std::string prefix = "start >= 0 .\\qtxcstring:";
-    EXPECT_EQ(handler.failures[0].substr(0, prefix.size()), prefix);
-    EXPECT_GT(std::atoi(handler.failures[0].c_str() + prefix.size()), 0);
+    EXPECT_EQ(handler.failures, std::vector<std::string>{"start >= 0 .\\qtxcstring"});
 }
 
 TEST(KelCString, AppendAndReplaceStayInPlaceWhileTheOwnedBlockHasRoom)
