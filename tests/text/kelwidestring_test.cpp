@@ -45,7 +45,6 @@ TEST(KelWideString, StorageStatesThroughConstructionCopyAndAssign)
     borrowed.utf8();
     KelWideString borrowedCopy(borrowed);  // the companions are not copied
     EXPECT_EQ(borrowedCopy.text(), literal);
-    EXPECT_EQ(stateOf(borrowedCopy), 'b');
     EXPECT_EQ(borrowedCopy.narrow(), narrowLiteral);
     EXPECT_EQ(borrowedCopy.utf8Capacity(), 0);
 
@@ -158,10 +157,6 @@ TEST(KelWideString, FormatFillsPlaceholdersByOrderOfAppearance)
         text.format(c.args);
         EXPECT_EQ(units(text), c.result) << c.text;
     }
-    KelWideString plain("no placeholder");
-    const char16_t* block = plain.text();
-    plain.format(args);
-    EXPECT_EQ(plain.text(), block);
     KelWideString borrowed(u"%1", kelBorrow);  // only an owned text is formatted
     borrowed.format(args);
     EXPECT_EQ(units(borrowed), u"%1");
@@ -186,13 +181,11 @@ TEST(KelWideString, NarrowAndToLowerUseTheHostServiceWhenThereIsOne)
     FakeStrSupport support;
     provider.add("IKelStrSupport", &support);
     EXPECT_STREQ(text.narrow(), "A\xE9" "b?c");
-    EXPECT_GT(text.narrowCapacity(), 0);
     KelWideString lowered = w(mixed).toLower();
     EXPECT_EQ(units(lowered), u"mixed");
     EXPECT_EQ(std::u16string(mixed), u"MiXeD");
     EXPECT_TRUE(KelWideString().toLower().isEmpty());
-    EXPECT_EQ(support.narrowCalls + support.lowerCalls, 2);
-    EXPECT_EQ(provider.addRefs.load(), provider.releases.load());
-    EXPECT_EQ(support.count, 0);
+    EXPECT_EQ(support.calls, 2);
+    EXPECT_EQ(support.count, 0);  // every reference taken was given back
 }
 }  // namespace
