@@ -9,43 +9,6 @@
 #include "memory/memoryreport.h"
 #include "memory/qtxrealloc.h"
 
-namespace {
-
-using S = ScriptedSyscalls;
-
-void* scriptedMalloc(size_t bytes)
-{
-    S::mallocSizes.push_back(bytes);
-    return bytes >= S::mallocRefuseFrom ? nullptr : S::real.malloc(bytes);
-}
-
-void* scriptedRealloc(void* block, size_t bytes)
-{
-    S::reallocSizes.push_back(bytes);
-    return bytes >= S::reallocRefuseFrom ? nullptr : S::real.realloc(block, bytes);
-}
-
-int scriptedOpen(const char* nativePath, int flags, int permissions)
-{
-    S::opens.push_back({nativePath, flags, permissions});
-    return std::exchange(S::refuseOpen, false) ? -1 : S::real.open(nativePath, flags, permissions);
-}
-
-long long scriptedWrite(int fd, const void* data, size_t bytes)
-{
-    S::writeSizes.push_back(bytes);
-    if (long long shortBy = std::exchange(S::writeShortBy, 0))
-        return static_cast<long long>(bytes) - shortBy;
-    return S::real.write(fd, data, bytes);
-}
-
-long long scriptedSeek(int fd, long long offset, int origin)
-{
-    return std::exchange(S::refuseSeek, false) ? -1 : S::real.seek(fd, offset, origin);
-}
-
-}  // namespace
-
 ScriptedSyscalls::ScriptedSyscalls()
 {
     kelRestoreSyscalls();
@@ -56,7 +19,27 @@ ScriptedSyscalls::ScriptedSyscalls()
     for (auto* sizes : {&mallocSizes, &reallocSizes, &writeSizes})
         sizes->clear();
     opens.clear();
-    kelSyscalls = {scriptedMalloc, scriptedRealloc, scriptedOpen, scriptedWrite, scriptedSeek};
+    kelSyscalls.malloc = [](size_t bytes) -> void* {
+        mallocSizes.push_back(bytes);
+        return bytes >= mallocRefuseFrom ? nullptr : real.malloc(bytes);
+    };
+    kelSyscalls.realloc = [](void* block, size_t bytes) -> void* {
+        reallocSizes.push_back(bytes);
+        return bytes >= reallocRefuseFrom ? nullptr : real.realloc(block, bytes);
+    };
+    kelSyscalls.open = [](const char* nativePath, int flags, int permissions) {
+        opens.push_back({nativePath, flags, permissions});
+        return std::exchange(refuseOpen, false) ? -1 : real.open(nativePath, flags, permissions);
+    };
+    kelSyscalls.write = [](int fd, const void* data, size_t bytes) -> long long {
+        writeSizes.push_back(bytes);
+        if (long long shortBy = std::exchange(writeShortBy, 0))
+            return static_cast<long long>(bytes) - shortBy;
+        return real.write(fd, data, bytes);
+    };
+    kelSyscalls.seek = [](int fd, long long offset, int origin) {
+        return std::exchange(refuseSeek, false) ? -1 : real.seek(fd, offset, origin);
+    };
 }
 
 FakeManager& processManager()
