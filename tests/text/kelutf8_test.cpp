@@ -13,10 +13,7 @@ std::u16string decoded(const std::string& bytes)
     return std::u16string(KelWideString::fromUtf8(bytes.c_str()).chars());
 }
 
-std::string encoded(const std::u16string& units)
-{
-    return KelWideString(units.c_str(), kelBorrow).utf8();
-}
+std::string encoded(const std::u16string& units) { return KelWideString(units.c_str(), kelBorrow).utf8(); }
 
 TEST(Utf8Test, EachUnitTravelsInItsOwnForm)
 {

@@ -18,20 +18,11 @@ static_assert(!std::is_convertible_v<const char*, KelWideString>);
 static_assert(sizeof(KelWideString) == 48);
 
 namespace {
-std::u16string units(const KelWideString& text)
-{
-    return std::u16string(text.chars());
-}
+std::u16string units(const KelWideString& text) { return std::u16string(text.chars()); }
 
-char stateOf(const KelWideString& text)
-{
-    return storageState(text.text(), text.textCapacity());
-}
+char stateOf(const KelWideString& text) { return storageState(text.text(), text.textCapacity()); }
 
-KelWideString w(const char16_t* text)
-{
-    return KelWideString(text, kelBorrow);
-}
+KelWideString w(const char16_t* text) { return KelWideString(text, kelBorrow); }
 
 TEST(KelWideString, StorageStatesThroughConstructionCopyAndAssign)
 {

@@ -57,7 +57,4 @@ inline char storageState(const void* pointer, int32_t capacity)
 {
     return capacity < 0 ? '?' : !pointer ? (capacity ? '?' : 'e') : capacity ? 'o' : 'b';
 }
-inline char stateOf(const KelCString& text)
-{
-    return storageState(text.chars(), text.capacity());
-}
+inline char stateOf(const KelCString& text) { return storageState(text.chars(), text.capacity()); }
