@@ -57,8 +57,7 @@ TEST(Utf8Test, InvalidInputGivesTheEmptyStringAsAWhole)
         "abc\xC3", "\xE2\x82", "x\xE2",                                // truncated
     };
     for (const char* text : invalid) {
-        KelWideString result = KelWideString::fromUtf8(text);
-        EXPECT_EQ(result.text(), nullptr) << testing::PrintToString(std::string(text));
+        EXPECT_EQ(KelWideString::fromUtf8(text).text(), nullptr) << testing::PrintToString(std::string(text));
     }
     // A failure far behind a long valid run, found after the vector road.
     std::string longRun(1000, 'a');
