@@ -8,10 +8,7 @@
 #include "text/kelwidestring.h"
 
 namespace {
-std::u16string decoded(const std::string& bytes)
-{
-    return std::u16string(KelWideString::fromUtf8(bytes.c_str()).chars());
-}
+std::u16string decoded(const std::string& text) { return KelWideString::fromUtf8(text.c_str()).chars(); }
 
 std::string encoded(const std::u16string& units) { return KelWideString(units.c_str(), kelBorrow).utf8(); }
 
