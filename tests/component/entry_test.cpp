@@ -83,9 +83,7 @@ TEST(EntryPointTest, WritesNothingWithoutAnOutPointerAndGivesTheComponentObject)
     EXPECT_NE(second, raw);
     IPtr<IKelComponent> component(raw), holdSecond(second);
 
-    IKelCompInternal* internal = kelQuery<IKelCompInternal>(raw);
-    ASSERT_NE(internal, nullptr);
-    EXPECT_EQ(kelQuery<IKelComponent>(internal), raw);
+    EXPECT_EQ(kelQuery<IKelComponent>(kelQuery<IKelCompInternal>(raw)), raw);
     void* out = &out;
     raw->queryInterface("IKelClcBinary", &out, false);
     EXPECT_EQ(out, nullptr);
