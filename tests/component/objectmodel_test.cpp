@@ -10,19 +10,15 @@
 namespace {
 int destroyed = 0;
 
-class IFirst : public virtual IKelUnknown {
-public:
+struct IFirst : virtual IKelUnknown {
     static constexpr char interfaceName[] = "IFirst";
 };
-
-class IBaseOnly : public virtual IKelUnknown {
-public:
+struct IBaseOnly : virtual IKelUnknown {
     static constexpr char interfaceName[] = "IBaseOnly";
 };
 
 // A base with an interface of its own, which the derived class asks last.
-class Base : public virtual IBaseOnly {
-public:
+struct Base : virtual IBaseOnly {
     void queryInterface(const char* name, void* out, bool) override
     {
         kelSetOut(out, nullptr);
@@ -33,8 +29,7 @@ public:
     }
 };
 
-class Widget : public Base, public virtual IFirst {
-public:
+struct Widget : Base, virtual IFirst {
     ~Widget() override { ++destroyed; }
     void queryInterface(const char* name, void* out, bool) override
     {
