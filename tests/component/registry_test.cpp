@@ -77,8 +77,7 @@ TEST(KelHashTableTest, EnumerationFollowsBucketsThenChainsAndResizeReversesChain
     EXPECT_EQ(enumerate(table), (std::vector<uint32_t>{1, 3, 58, 14}));
 }
 
-class ReplacementItem : public KelItemFactory {
-public:
+struct ReplacementItem : KelItemFactory {
     using KelItemFactory::KelItemFactory;
     IKelUnknown* create(uint32_t* kind) override { return *kind = 7, nullptr; }
 };
