@@ -34,8 +34,7 @@ std::string line(const Words&... words)
     return out.str();
 }
 
-class RecordingHost : public IDataStore, public IKelErrorService {
-public:
+struct RecordingHost : IDataStore, IKelErrorService {
     std::vector<std::string> calls;
     bool sharedEmptyGiven = true;
     IKelCompInternal* reenter = nullptr;
