@@ -11,11 +11,7 @@
 namespace {
 using IdTable = KelHashTable<KelID, void*, KelID::HashFunc>;
 
-KelID idWithHash(uint32_t data1, uint8_t last = 0)
-{
-    const uint8_t tail[8] = {0, 0, 0, 0, 0, 0, 0, last};
-    return KelID(data1, 0, 0, tail);
-}
+KelID idWithHash(uint32_t data1, uint8_t last = 0) { return KelID(data1, 0, 0, {0, 0, 0, 0, 0, 0, 0, last}); }
 
 std::vector<uint32_t> enumerate(IdTable& table)
 {
