@@ -71,9 +71,8 @@ TEST(ReferenceCountTest, WithoutAProviderTheObjectCountsItselfWithOneTheHostDeci
 TEST(QueryInterfaceTest, OneUnknownBaseAndTheBaseClassAskedLast)
 {
     Widget widget;
-    IFirst* first = kelQuery<IFirst>(&widget);
-    EXPECT_EQ(first, static_cast<IFirst*>(&widget));
-    IBaseOnly* baseOnly = kelQuery<IBaseOnly>(first);
+    EXPECT_EQ(kelQuery<IFirst>(&widget), static_cast<IFirst*>(&widget));
+    IBaseOnly* baseOnly = kelQuery<IBaseOnly>(static_cast<IFirst*>(&widget));
     EXPECT_EQ(baseOnly, static_cast<IBaseOnly*>(&widget));
     EXPECT_EQ(kelQuery<IKelUnknown>(baseOnly), static_cast<IKelUnknown*>(&widget));
     void* out = &out;
