@@ -3,7 +3,6 @@
 
 #include <sstream>
 #include <string>
-#include <vector>
 
 #include "component/componentid.h"
 #include "component/hostservices.h"
@@ -26,34 +25,26 @@ IPtr<IKelComponent> makeComponent()
     return IPtr<IKelComponent>(component);
 }
 
-template <class... Words>
-std::string line(const Words&... words)
-{
-    std::ostringstream out;
-    ((out << words << ' '), ...);
-    return out.str();
-}
-
 struct RecordingHost : IDataStore, IKelErrorService {
-    std::vector<std::string> calls;
+    std::ostringstream calls;  // "words;" per call
     bool sharedEmptyGiven = true;
     IKelCompInternal* reenter = nullptr;
 
-    void declareAppStateGroup(const char* group) override { calls.push_back(line("group", group)); }
+    void declareAppStateGroup(const char* group) override { calls << "group " << group << ";"; }
     void declareIntAppState(const char* name, int a, int b, int c, int d) override
     {
-        calls.push_back(line("int", name, a, b, c, d));
+        calls << "int " << name << ' ' << a << ' ' << b << ' ' << c << ' ' << d << ";";
     }
     void declareStringAppState(const char* name, int maxLength, const KelWideString& initial, int flags) override
     {
         sharedEmptyGiven = sharedEmptyGiven && &initial == &KelWideString::emptyString();
-        calls.push_back(line("string", name, maxLength, flags));
+        calls << "string " << name << ' ' << maxLength << ' ' << flags << ";";
     }
     int getBool(const char*, int value) override { return value; }
     const KelWideString& getString(const char*, int) override { return KelWideString::emptyString(); }
     void reportError(const KelWideString& message, int* level, const KelCString& context) override
     {
-        calls.push_back(line(message.utf8(), *level, context.isEmpty()));
+        calls << message.utf8() << ' ' << *level << ' ' << context.isEmpty() << ";";
         if (reenter)
             reenter->runTest(nullptr);
     }
@@ -136,9 +127,8 @@ TEST_F(HostedComponentTest, TheInitializerDeclaresTheApplicationStatesInOrder)
     component->createClass(&kelPythonInitializerId(), &object);
     IPtr<IKelUnknown> hold(object);
     kelQuery<IKelInitializer>(object)->initialize();
-    EXPECT_EQ(host.calls, (std::vector<std::string>{"group Python ", "string Python/Output String 1024 0 ",
-                                                    "string Python/Error String 1024 0 ",
-                                                    "int Python/Redirect Output 1 0 1 0 "}));
+    EXPECT_EQ(host.calls.str(), "group Python;string Python/Output String 1024 0;string Python/Error String 1024 0;"
+                                "int Python/Redirect Output 1 0 1 0;");
     EXPECT_TRUE(host.sharedEmptyGiven);
     EXPECT_EQ(host.refCount(), 1u);  // the initializer's SPtr let go again
 }
@@ -151,9 +141,10 @@ TEST_F(HostedComponentTest, RunTestReportsTheTestValueOnceEvenWhenAReportReenter
     provider.add("IKelErrorService", &host);
     host.reenter = internal;
     internal->runTest(nullptr);
-    EXPECT_EQ(host.calls, (std::vector<std::string>{"Unable to get test service 1 1 ", "A 1 1 "}));
+    const std::string once = "Unable to get test service 1 1;A 1 1;";
+    EXPECT_EQ(host.calls.str(), once);
     host.reenter = nullptr;  // the flag was cleared again afterwards
     internal->runTest(nullptr);
-    EXPECT_EQ(host.calls.size(), 4u);
+    EXPECT_EQ(host.calls.str(), once + once);
 }
 }  // namespace
