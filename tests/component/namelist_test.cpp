@@ -90,10 +90,7 @@ TEST(InterfaceNameListTest, ClassesOfTheComponentListThemselves)
     IKelUnknown* interpreter = nullptr;
     ASSERT_EQ(KelDefaultClassFactory::instance()->createClass(&kelScriptInterpreterPythonId(), &interpreter), 2u);
     PythonInitializer initializer;
-    const struct {
-        IKelUnknown* object;
-        const char* names;
-    } cases[] = {
+    const struct { IKelUnknown* object; const char* names; } cases[] = {
         {&initializer, "PythonInitializer/1/ IKelInitializer/0/PythonInitializer | PythonInitializer"},
         {KelClcBinary::instance(), "KelClcBinary/1/ IKelClcBinary/0/KelClcBinary | KelClcBinary"},
         {interpreter, "ScriptInterpreterPython/1/ IScriptInterpreterV2/0/ScriptInterpreterPython "
