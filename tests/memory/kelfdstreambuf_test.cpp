@@ -26,7 +26,7 @@ TEST(KelFdStreambuf, OpenModesGiveTheRuntimeFlags)
 {
     TempDir dir;
     TestServiceProvider provider;
-    FakeAssertHandler handler;
+    AssertRecorder handler;
     provider.add("IKelAssertHandlerCB", &handler);
     struct {
         int mode, flags;
@@ -49,7 +49,7 @@ TEST(KelFdStreambuf, OpenModesGiveTheRuntimeFlags)
         ASSERT_EQ(calls.opens.size(), 1u);
         EXPECT_EQ(calls.opens[0].flags, c.flags) << "mode " << c.mode;
     }
-    EXPECT_EQ(handler.calls, "0 @ .\\kelfdstreambuf\n0 @ .\\kelfdstreambuf\n");
+    EXPECT_EQ(handler.expressions, std::vector<std::string>(2, "0 @ .\\kelfdstreambuf"));
     EXPECT_EQ(kelModeOf(std::ios::out | std::ios::trunc | std::ios::binary),
               kelModeOut | kelModeTrunc | kelModeBinary);
     EXPECT_EQ(kelModeOf(std::ios::in | std::ios::ate | std::ios::app), kelModeIn | kelModeAte | kelModeApp);

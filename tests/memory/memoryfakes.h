@@ -62,17 +62,6 @@ public:
     std::map<std::string, KelWideString> strings;
 };
 
-// Records each assertion as "expression @ file\n" and lets the code go on.
-class FakeAssertHandler : public FakeService<IKelAssertHandlerCB> {
-public:
-    int handleAssert(const char* expression, const char* file, int) override
-    {
-        calls += std::string(expression) + " @ " + file + "\n";
-        return 0;
-    }
-    std::string calls;
-};
-
 // The host's memory manager; releasePage asks `answer` with the number of the
 // call, counting from 1.
 class FakeManager : public FakeService<KelMM::IKelMManager> {

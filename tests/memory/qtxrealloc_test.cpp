@@ -80,21 +80,20 @@ TEST(QtxRealloc, SizeRulesBeforeTheHeapIsAsked)
 TEST(QtxRealloc, BoundsTheWrongWayRoundAssertAndGoOn)
 {
     TestServiceProvider provider;
-    FakeAssertHandler handler;
+    AssertRecorder handler;
     provider.add("IKelAssertHandlerCB", &handler);
     ScriptedSyscalls heap;
 
     // Growing: both checks fire, and the block still grows, to maxNewSize.
     void* block = patterned(10);
     EXPECT_EQ(qtxRealloc(&block, 1, 10, 20, 15), 15);
-    EXPECT_EQ(handler.calls,
-              "maxNewSize >= minNewSize @ .\\qtxrealloc\n"
-              "minNewSize > curSize && maxNewSize >= minNewSize @ .\\qtxrealloc\n");
+    EXPECT_EQ(handler.expressions, (std::vector<std::string>{"maxNewSize >= minNewSize @ .\\qtxrealloc",
+                                    "minNewSize > curSize && maxNewSize >= minNewSize @ .\\qtxrealloc"}));
     EXPECT_EQ(patternThenZeros(block, 10, 15), "");
     // Shrinking: one check, then the shrink to maxNewSize.
-    handler.calls.clear();
+    handler.expressions.clear();
     EXPECT_EQ(qtxRealloc(&block, 1, 15, 6, 4), 4);
-    EXPECT_EQ(handler.calls, "maxNewSize >= minNewSize @ .\\qtxrealloc\n");
+    EXPECT_EQ(handler.expressions, std::vector<std::string>{"maxNewSize >= minNewSize @ .\\qtxrealloc"});
     std::free(block);
 }
 

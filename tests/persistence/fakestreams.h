@@ -90,18 +90,3 @@ private:
     bool failed_ = false;
 };
 
-class AssertRecorder : public IKelAssertHandlerCB {
-public:
-    int handleAssert(const char* expression, const char* file, int) override
-    {
-        expressions.push_back(std::string(expression) + " @ " + file);
-        return 0;
-    }
-    void queryInterface(const char* name, void* out, bool) override
-    {
-        *static_cast<void**>(out) =
-            kelSameName(name, "IKelAssertHandlerCB") ? static_cast<IKelAssertHandlerCB*>(this) : nullptr;
-    }
-    const char* className() override { return "AssertRecorder"; }
-    std::vector<std::string> expressions;
-};

@@ -5,7 +5,9 @@
 #include <atomic>
 #include <map>
 #include <string>
+#include <vector>
 
+#include "component/hostservices.h"
 #include "component/iptr.h"
 #include "component/serviceprovider.h"
 
@@ -38,6 +40,25 @@ public:
 private:
     std::map<std::string, IKelUnknown*> services_;
     IKelServiceProvider* previous_;
+};
+
+// Records each assertion as "expression @ file" and lets the code go on. The
+// test owns it: its count starts at 1, so no release destroys it.
+class AssertRecorder : public IKelAssertHandlerCB {
+public:
+    AssertRecorder() { count = 1; }
+    int handleAssert(const char* expression, const char* file, int) override
+    {
+        expressions.push_back(std::string(expression) + " @ " + file);
+        return 0;
+    }
+    void queryInterface(const char* name, void* out, bool) override
+    {
+        *static_cast<void**>(out) =
+            kelSameName(name, "IKelAssertHandlerCB") ? static_cast<IKelAssertHandlerCB*>(this) : nullptr;
+    }
+    const char* className() override { return "AssertRecorder"; }
+    std::vector<std::string> expressions;
 };
 
 // A unique temporary directory, removed with everything in it at the end.

@@ -53,7 +53,7 @@ TEST(KelCString, FindChecksInOrderAndAssertsOnNegativeStart)
 {
     TestServiceProvider provider;
     provider.allowDestroy = false;
-    FakeAssertHandler handler;
+    AssertRecorder handler;
     provider.add("IKelAssertHandlerCB", &handler);
     // The empty and too-long checks come before the one of the start.
     const struct { const char *text, *needle; int start, found; } cases[] = {
@@ -62,10 +62,10 @@ TEST(KelCString, FindChecksInOrderAndAssertsOnNegativeStart)
         {nullptr, nullptr, 0, 0}, {"ab", "abc", 0, -1},   {"abcabc", "", -5, 0},   {"abcabc", "abcabcd", -1, -1}};
     for (const auto& c : cases)
         EXPECT_EQ(KelCString(c.text, kelBorrow).find(c.needle, c.start), c.found) << c.needle << " " << c.start;
-    EXPECT_TRUE(handler.failures.empty());
+    EXPECT_TRUE(handler.expressions.empty());
 
     EXPECT_EQ(KelCString("abc").find("a", -1), -1);
-    EXPECT_EQ(handler.failures, std::vector<std::string>{"start >= 0 .\\qtxcstring"});
+    EXPECT_EQ(handler.expressions, std::vector<std::string>{"start >= 0 @ .\\qtxcstring"});
 }
 
 TEST(KelCString, AppendAndReplaceStayInPlaceWhileTheOwnedBlockHasRoom)

@@ -34,23 +34,6 @@ public:
     int calls = 0;
 };
 
-class FakeAssertHandler : public IKelAssertHandlerCB {
-public:
-    int handleAssert(const char* expression, const char* file, int) override
-    {
-        failures.push_back(std::string(expression) + " " + file);
-        return 0;
-    }
-    void queryInterface(const char* name, void* out, bool) override
-    {
-        *static_cast<void**>(out) =
-            kelSameName(name, "IKelAssertHandlerCB") ? static_cast<IKelAssertHandlerCB*>(this) : nullptr;
-    }
-    const char* className() override { return "FakeAssertHandler"; }
-
-    std::vector<std::string> failures;  // "expression file"
-};
-
 // The storage state of a text: 'e'mpty, 'b'orrowed or 'o'wned; '?' for a
 // combination that must not occur.
 inline char storageState(const void* pointer, int32_t capacity)
