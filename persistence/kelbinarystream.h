@@ -70,9 +70,7 @@ public:
     // One read straight into `target`; the number of bytes delivered.
     uint64_t readRaw(void* target, uint64_t byteCount)
     {
-        if (!kelstream_detail::observer)
-            return read(target, byteCount);
-        return readObserved(target, byteCount);
+        return kelstream_detail::observer ? readObserved(target, byteCount) : read(target, byteCount);
     }
 
     // Fields: part of the contract.

@@ -67,7 +67,7 @@ private:
     // The error file's path, its removal and the report of a failed run.
     KelPath errorFilePath() const;
     void reportFailure(const KelPath& errorFile);
-    bool restoreStreams(bool console, int32_t result, const KelPath& errorFile);
+    void restoreStreams(bool console, int32_t result, const KelPath& errorFile);
 
     bool startupDone = false;
     bool moduleCreated = false;

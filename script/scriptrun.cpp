@@ -95,15 +95,14 @@ void ScriptInterpreterPython::reportFailure(const KelPath& errorFile)
     engine->reportError(message, 0);
 }
 
-// Puts the streams back after a run and hands a failed run's error file to
-// the host; true in the console, where no error file was opened.
-bool ScriptInterpreterPython::restoreStreams(bool console, int32_t result, const KelPath& errorFile)
+// Puts the streams back after a run and, outside the console, hands a
+// failed run's error file to the host.
+void ScriptInterpreterPython::restoreStreams(bool console, int32_t result, const KelPath& errorFile)
 {
     run(console ? kRestoreBothText : kRestoreErrorText);
     kelPythonFlushStdio();
     if (!console && result < 0)
         reportFailure(errorFile);
-    return console;
 }
 
 int32_t ScriptInterpreterPython::runFile(const KelWideString& path)
@@ -133,7 +132,8 @@ int32_t ScriptInterpreterPython::runFile(const KelWideString& path)
     } catch (...) {
         // A host exception ends the script; the streams are restored below.
     }
-    if (restoreStreams(console, result, errorFile))
+    restoreStreams(console, result, errorFile);
+    if (console)  // no error file was opened
         return result;
     // The nested runString has normally removed the file already; removing
     // it again would only print a FileNotFoundError after every script.
@@ -161,7 +161,8 @@ int32_t ScriptInterpreterPython::runString(const KelWideString& text)
     } catch (...) {
         result = -1;
     }
-    if (restoreStreams(console, result, errorFile))
+    restoreStreams(console, result, errorFile);
+    if (console)  // no error file was opened
         return result;
     run("os.remove(" + errorLiteral + ")");
     return result;

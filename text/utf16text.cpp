@@ -62,13 +62,15 @@ std::string kelUtf8OfUnits(const char16_t* units, KelLoneSurrogate lone)
         if (isHigh(c) && isLow(units[1])) {
             c = 0x10000 + ((c - 0xD800) << 10) + (units[1] - 0xDC00);
             ++units;
-        } else if ((isHigh(c) || isLow(c)) && lone == KelLoneSurrogate::escape) {
-            out += "\\u";
-            for (int shift = 12; shift >= 0; shift -= 4)
-                out += hex[(c >> shift) & 15];
-            continue;
-        } else if ((isHigh(c) || isLow(c)) && lone == KelLoneSurrogate::replace) {
-            c = 0xFFFD;
+        } else if (isHigh(c) || isLow(c)) {
+            if (lone == KelLoneSurrogate::escape) {
+                out += "\\u";
+                for (int shift = 12; shift >= 0; shift -= 4)
+                    out += hex[(c >> shift) & 15];
+                continue;
+            }
+            if (lone == KelLoneSurrogate::replace)
+                c = 0xFFFD;
         }
         appendCodePoint(out, c);
     }
