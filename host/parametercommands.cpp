@@ -9,10 +9,12 @@
 //   saveDocument(path, wide=0)    writes the document; wide: 8-byte lengths
 //   loadDocument(path)            replaces the document with the file's
 //
-// Identities are texts of the form xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx. A
-// command fails (the user hears of it through the script engine) on a
-// malformed identity, an unknown name, or a file that cannot be written or
-// read; a failed file also leaves its reason in the engine's messages.
+// Paths are Python's texts of native names, as open() takes them, so any file
+// a script can name opens. Identities are texts of the form
+// xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx. A command fails (the user hears of it
+// through the script engine) on a malformed identity, an unknown name, or a
+// file that cannot be written or read; a failed file also leaves its reason
+// in the engine's messages.
 #include "host/chunkwalk.h"
 #include "host/commandsets.h"
 #include "host/hostparameters.h"
