@@ -76,14 +76,20 @@ KelPath ScriptInterpreterPython::errorFilePath() const
 }
 
 // The error file holds what Python wrote, UTF-8; a byte that is not valid
-// UTF-8 is kept as a unit of its own value.
+// UTF-8 is kept as a unit of its own value. A script can write gigabytes
+// there: the message shows the head of the file, which is the most a user
+// reads and always fits the host's strings.
 void ScriptInterpreterPython::reportFailure(const KelPath& errorFile)
 {
+    const std::streamsize kShownBytes = 1 << 20;
     KelIfstream in(errorFile.forOpen());
     if (!in.isOpen())
         return;
-    in >> std::noskipws;
-    std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    std::string bytes(static_cast<size_t>(kShownBytes), '\0');
+    in.read(bytes.data(), kShownBytes);
+    bytes.resize(static_cast<size_t>(in.gcount()));
+    if (in.peek() != std::char_traits<char>::eof())
+        bytes += "\n...";
     KelWideString text = kelUnitsOfUtf8(bytes, KelBadByte::keep);
     if (text.isEmpty())
         return;
