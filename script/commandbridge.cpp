@@ -38,7 +38,10 @@ void reportToUser(const char* message, const std::string& argument)
 // user through the host.
 void raiseAndReport(const std::string& text)
 {
-    PyErr_SetString(PyExc_TypeError, text.c_str());
+    // A host name need not be UTF-8: its bad bytes are shown escaped.
+    PyRef value = PyRef::steal(PyUnicode_DecodeUTF8(text.data(), static_cast<Py_ssize_t>(text.size()), "backslashreplace"));  // new reference
+    if (value)
+        PyErr_SetObject(PyExc_TypeError, value.get());
     reportToUser("Python interpreter error:\n%1", text);
 }
 
@@ -93,6 +96,18 @@ const char* keyText(PyObject* key, PyRef& spelled)
     return nullptr;
 }
 
+// The command's name: the bytes that self holds, also when they are not
+// UTF-8 (self then holds them escaped as lone surrogates).
+const char* commandName(PyObject* self, PyRef& spelled)
+{
+    const char* name = PyUnicode_AsUTF8(self);  // borrowed: cached in self
+    if (name)
+        return name;
+    PyErr_Clear();
+    spelled = PyRef::steal(PyUnicode_AsEncodedString(self, "utf-8", "surrogateescape"));  // new reference
+    return spelled ? PyBytes_AS_STRING(spelled.get()) : nullptr;
+}
+
 PyObject* newNone()
 {
     Py_RETURN_NONE;
@@ -112,7 +127,8 @@ PyObject* callCommandUnguarded(PyObject* self, PyObject* args, PyObject* keyword
 {
     ScriptInterpreterPython* instance_ = ScriptInterpreterPython::instance_;
     KEL_ASSERT(instance_, kSourceFile);
-    const char* name = instance_ && self ? PyUnicode_AsUTF8(self) : nullptr;  // borrowed: cached in self
+    PyRef spelled;
+    const char* name = instance_ && self ? commandName(self, spelled) : nullptr;
     KEL_ASSERT(name, kSourceFile);
     IScriptCommandList* commands = instance_ ? instance_->commandList() : nullptr;
     // The name is only borrowed for the look-up: the list compares, it keeps

@@ -115,6 +115,8 @@ int32_t ScriptInterpreterPython::runFile(const KelWideString& path)
 {
     if (!scriptFactory)
         return 0;
+    if (!kelPythonUsable())
+        return -1;
     bindCommands(commands);
     KelPath errorFile = errorFilePath();
     std::string errorLiteral = kelPythonPathLiteral(errorFile.forOpen());
@@ -122,16 +124,18 @@ int32_t ScriptInterpreterPython::runFile(const KelWideString& path)
     if (console) {
         run("errFileName = " + errorLiteral);
         run(kConsoleRunText);
+        kelGiveTextStreamMethods();
     } else {
         run("errFileName = u" + errorLiteral);
-        run("import sys\nfsock_err = open(errFileName, 'w')\nsys.stderr = fsock_err\n");
+        run("import sys\nfsock_err = open(errFileName, 'w', errors='backslashreplace')\nsys.stderr = fsock_err\n");
     }
     int32_t result = kelPythonRunOwnText(kExitOverrideText);
     try {
         if (settingOn("Advanced/python debug")) {
             int status = 0;
+            kelPythonTakeRunFailure();  // what an earlier run left
             if (kelPythonRunFile(path, &status))
-                result = status;
+                result = kelPythonTakeRunFailure() ? -1 : status;
         } else {
             result = ScriptInterpreter::runFile(path);
         }
@@ -152,6 +156,8 @@ int32_t ScriptInterpreterPython::runString(const KelWideString& text)
 {
     if (!scriptFactory)
         return 0;
+    if (!kelPythonUsable())
+        return -1;
     KelPath errorFile = errorFilePath();
     std::string errorLiteral = kelPythonPathLiteral(errorFile.forOpen());
     bool console = settingOn("Scripting/ShowScriptingConsole");
@@ -159,14 +165,17 @@ int32_t ScriptInterpreterPython::runString(const KelWideString& text)
         run("sys.stdout = OutputOverride()\nsys.stderr = ErrorOverride()\n");
     } else {
         run("errFileName = " + errorLiteral);
-        run("fsock_err = open(errFileName, 'w')\nsys.stderr = fsock_err\n");
+        run("fsock_err = open(errFileName, 'w', errors='backslashreplace')\nsys.stderr = fsock_err\n");
     }
     int32_t result = -1;
+    kelPythonTakeRunFailure();  // what an earlier run left
     try {
         result = kelPythonRunText(kelUtf8OfUnits(text.chars(), KelLoneSurrogate::threeBytes).c_str());
     } catch (...) {
         result = -1;
     }
+    if (kelPythonTakeRunFailure())
+        result = -1;
     restoreStreams(console, result, errorFile);
     if (console)  // no error file was opened
         return result;
