@@ -106,24 +106,6 @@ const char kTextStreamText[] =
     "            cls.encoding = 'utf-8'\n"
     "            cls.errors = 'surrogatepass'\n";
 
-bool settingOn(const char* key)
-{
-    SPtr<IDataStore> store;
-    return store && store->getBool(key, 0) == 1;
-}
-
-// A start that failed is told to the user once; every later run gives -1.
-void reportStartFailure(const std::string& reason)
-{
-    SPtr<IScriptEngine> engine;
-    if (!engine)
-        return;
-    KelWideString message;
-    const KelWideString wide = kelUnitsOfUtf8(reason, KelBadByte::keep);
-    kelTranslate(&message, "Python could not start:\n%1", &wide);
-    engine->reportError(message, 0);
-}
-
 // The name under which a command is published: its text, with bytes that
 // are not UTF-8 written as \xNN escapes.
 PyRef publishedName(const char* name)
@@ -156,6 +138,12 @@ T* queryValue(IScriptValue* value)
 
 }  // namespace
 
+bool kelSettingOn(const char* key)
+{
+    SPtr<IDataStore> store;
+    return store && store->getBool(key, 0) == 1;
+}
+
 void kelGiveTextStreamMethods()
 {
     kelPythonRunOwnText("_kelTextStreams()\n");
@@ -170,8 +158,8 @@ ScriptInterpreterPython::ScriptInterpreterPython() : ScriptInterpreter(translate
     modulePrefix.assign("kel");
     statementEnd.assign("");
     std::string failure;
-    if (kelPythonStart(settingOn("Advanced/python environment"), &failure) == KelPythonStart::failed)
-        reportStartFailure(failure);
+    if (kelPythonStart(kelSettingOn("Advanced/python environment"), &failure) == KelPythonStart::failed)
+        reportToUser("Python could not start:\n%1", failure);  // once; every run gives -1
     else
         kelPythonRunOwnText(kUnraisableGuardText);
     startupDone = false;

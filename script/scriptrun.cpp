@@ -49,12 +49,6 @@ const char kExitOverrideText[] =
 const char kRestoreBothText[] = "sys.stderr = sys.__stderr__\nsys.stdout = sys.__stdout__\n";
 const char kRestoreErrorText[] = "sys.stderr = sys.__stderr__\nfsock_err.close()\n";
 
-bool settingOn(const char* key)
-{
-    SPtr<IDataStore> store;
-    return store && store->getBool(key, 0) == 1;
-}
-
 void run(const std::string& text)
 {
     kelPythonRunOwnText(text);
@@ -120,7 +114,7 @@ int32_t ScriptInterpreterPython::runFile(const KelWideString& path)
     bindCommands(commands);
     KelPath errorFile = errorFilePath();
     std::string errorLiteral = kelPythonPathLiteral(errorFile.forOpen());
-    bool console = settingOn("Scripting/ShowScriptingConsole");
+    bool console = kelSettingOn("Scripting/ShowScriptingConsole");
     if (console) {
         run("errFileName = " + errorLiteral);
         run(kConsoleRunText);
@@ -131,7 +125,7 @@ int32_t ScriptInterpreterPython::runFile(const KelWideString& path)
     }
     int32_t result = kelPythonRunOwnText(kExitOverrideText);
     try {
-        if (settingOn("Advanced/python debug")) {
+        if (kelSettingOn("Advanced/python debug")) {
             int status = 0;
             kelPythonTakeRunFailure();  // what an earlier run left
             if (kelPythonRunFile(path, &status))
@@ -160,7 +154,7 @@ int32_t ScriptInterpreterPython::runString(const KelWideString& text)
         return -1;
     KelPath errorFile = errorFilePath();
     std::string errorLiteral = kelPythonPathLiteral(errorFile.forOpen());
-    bool console = settingOn("Scripting/ShowScriptingConsole");
+    bool console = kelSettingOn("Scripting/ShowScriptingConsole");
     if (console) {
         run("sys.stdout = OutputOverride()\nsys.stderr = ErrorOverride()\n");
     } else {
