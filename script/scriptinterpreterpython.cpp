@@ -13,6 +13,7 @@
 #include "component/kelassert.h"
 #include "memory/kelpath.h"
 #include "memory/keltranslator.h"
+#include "memory/qtxrealloc.h"
 #include "script/commandbridge.h"
 #include "script/pyref.h"
 #include "script/pythonrun.h"
@@ -117,7 +118,9 @@ PyRef publishedName(const char* name)
 const char* keptCopy(const char* text)
 {
     const size_t size = std::strlen(text) + 1;
-    return static_cast<const char*>(std::memcpy(std::malloc(size), text, size));
+    void* block = nullptr;
+    qtxMalloc(&block, 1, static_cast<int>(size));  // never null; names are short
+    return static_cast<const char*>(std::memcpy(block, text, size));
 }
 
 KelWideString translatedLanguageName()
