@@ -179,6 +179,7 @@ int32_t ScriptInterpreterPython::runString(const KelWideString& text)
 
 int32_t ScriptInterpreterPython::runFileWithArgs(const KelWideString& path, const KelObjectArray<KelCString>& args)
 {
-    kelPythonSetArgv(args);
+    if (kelPythonUsable())
+        kelPythonSetArgv(args);
     return runFile(path);
 }

@@ -133,6 +133,11 @@ TEST_F(KelhostHostileTest, StartUpIgnoresTheUsersEnvironmentAndFolder)
     EXPECT_EQ(optIn.status, 0) << optIn.err;
     EXPECT_EQ(count(optIn.err, "Python could not start:\n"), 1u) << optIn.err;
     EXPECT_EQ(optIn.out.find("ran\n"), std::string::npos) << optIn.out;
+    KelhostRun withArguments = kelhost("--set 'Advanced/python environment=1' run " +
+                                           shellQuote(write("one.py", "print('ran')\n")) + " a b",
+                                       "", environment);
+    EXPECT_EQ(withArguments.status, 1) << withArguments.err;
+    EXPECT_EQ(count(withArguments.err, "Python could not start:\n"), 1u) << withArguments.err;
 }
 
 TEST_F(KelhostHostileTest, ValuesTooLargeForTheHostRaiseInTheScript)
