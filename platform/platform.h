@@ -24,7 +24,8 @@
 // the wide form only in its backslashes, which are name characters there.
 //
 // Allocation, open, write and seek go through kelSyscalls, a table of function
-// pointers, so that a test can make exactly those calls fail.
+// pointers, so that a test can make exactly those calls fail; so does the
+// out-of-memory message, so that a test can see it without a user to answer.
 #pragma once
 
 #include <cstddef>
@@ -51,14 +52,15 @@ enum : int { kelSeekSet = 0, kelSeekCur = 1, kelSeekEnd = 2 };
 
 // The calls that tests may make fail. Each entry has the contract of the
 // kel* wrapper of the same name below (open takes the native path with the
-// kelOpen* flags and permission bits); kelRestoreSyscalls() restores the
-// real ones.
+// kelOpen* flags and permission bits; messageBox is the one behind
+// kelShowOutOfMemoryMessage); kelRestoreSyscalls() restores the real ones.
 struct KelSyscalls {
     void* (*malloc)(size_t bytes);
     void* (*realloc)(void* block, size_t bytes);
     int (*open)(const char* nativePath, int flags, int permissions);
     long long (*write)(int fd, const void* data, size_t bytes);
     long long (*seek)(int fd, long long offset, int origin);
+    void (*messageBox)(const char16_t* message, const char16_t* caption);
 };
 extern KelSyscalls kelSyscalls;
 void kelRestoreSyscalls();
@@ -121,7 +123,8 @@ bool kelMemoryStatus(unsigned long long* freePhysical, unsigned long long* total
                      unsigned long long* freeSwap, unsigned long long* totalSwap);
 
 // Shows the out-of-memory message to the user (a message box where there is a
-// window system; standard error here). `message` is a terminated UTF-16 text.
+// window system, MessageBoxW on Windows; standard error on Linux). `message`
+// is a terminated UTF-16 text.
 void kelShowOutOfMemoryMessage(const char16_t* message, const char16_t* caption);
 
 // Makes the symbols of the loaded shared library that holds `address` visible

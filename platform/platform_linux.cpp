@@ -193,7 +193,10 @@ long long systemSeek(int fd, long long offset, int origin)
     return ::lseek(fd, off_t(offset), whence);
 }
 
-constexpr KelSyscalls defaultSyscalls = {systemMalloc, systemRealloc, systemOpen, systemWrite, systemSeek};
+void showOnStandardError(const char16_t* message, const char16_t* caption);
+
+constexpr KelSyscalls defaultSyscalls = {systemMalloc, systemRealloc, systemOpen,
+                                         systemWrite,  systemSeek,    showOnStandardError};
 
 }  // namespace
 
@@ -673,15 +676,20 @@ void writeWide(int fd, const char16_t* text)
         systemWrite(fd, buffer, length);
 }
 
-}  // namespace
-
-void kelShowOutOfMemoryMessage(const char16_t* message, const char16_t* caption)
+void showOnStandardError(const char16_t* message, const char16_t* caption)
 {
     // There is no window system to ask; standard error is the user's screen.
     writeWide(STDERR_FILENO, caption);
     systemWrite(STDERR_FILENO, ": ", 2);
     writeWide(STDERR_FILENO, message);
     systemWrite(STDERR_FILENO, "\n", 1);
+}
+
+}  // namespace
+
+void kelShowOutOfMemoryMessage(const char16_t* message, const char16_t* caption)
+{
+    kelSyscalls.messageBox(message, caption);
 }
 
 bool kelPromoteLibraryOf(const void* address)

@@ -81,10 +81,11 @@ TEST(BucketPoolModule, ASizeNoBlockCanHaveIsTheOrderlyStop)
         EXPECT_EXIT(
             {
                 std::filesystem::current_path(logs.path());
+                ScriptedSyscalls calls;
                 int got = 0;
                 bucketAlloc(size, &got);
             },
-            ::testing::ExitedWithCode(255), "Out of Memory")
+            exitedWithMinusOne, "Out of Memory")
             << size;
     }
 }

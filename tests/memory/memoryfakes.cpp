@@ -1,6 +1,7 @@
 // The shared fakes of the memory tests.
 #include "tests/memory/memoryfakes.h"
 
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -19,6 +20,7 @@ ScriptedSyscalls::ScriptedSyscalls()
     for (auto* sizes : {&mallocSizes, &reallocSizes, &writeSizes})
         sizes->clear();
     opens.clear();
+    messages.clear();
     kelSyscalls.malloc = [](size_t bytes) -> void* {
         mallocSizes.push_back(bytes);
         return bytes >= mallocRefuseFrom ? nullptr : real.malloc(bytes);
@@ -39,6 +41,15 @@ ScriptedSyscalls::ScriptedSyscalls()
     };
     kelSyscalls.seek = [](int fd, long long offset, int origin) {
         return std::exchange(refuseSeek, false) ? -1 : real.seek(fd, offset, origin);
+    };
+    // Nobody answers a box in a test: the message is kept, and a copy goes to
+    // standard error for the parent of a death test.
+    kelSyscalls.messageBox = [](const char16_t* message, const char16_t* caption) {
+        messages.push_back(std::u16string(caption) + u": " + message);
+        std::string shown;
+        for (char16_t unit : messages.back())
+            shown += unit < 0x80 ? char(unit) : '?';
+        std::fprintf(stderr, "%s\n", shown.c_str());
     };
 }
 
@@ -86,9 +97,9 @@ std::string fixedDirectory(const std::string& name)
     return path.string();
 }
 
-std::string readFile(const std::string& path)
+std::string readFile(const std::string& path, std::ios::openmode mode)
 {
-    std::ifstream in(path, std::ios::binary);
+    std::ifstream in(path, mode);
     std::ostringstream text;
     text << in.rdbuf();
     return text.str();

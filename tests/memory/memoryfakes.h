@@ -6,6 +6,7 @@
 
 #include <climits>
 #include <functional>
+#include <ios>
 #include <map>
 #include <string>
 #include <vector>
@@ -122,6 +123,8 @@ public:
     };
     static inline std::vector<Open> opens;
     static inline std::vector<size_t> writeSizes;
+    // Each out-of-memory message as "caption: message".
+    static inline std::vector<std::u16string> messages;
     static inline KelSyscalls real{};
 };
 
@@ -138,4 +141,12 @@ public:
 // that the child of a death test finds the one its parent will read. Emptied
 // on construction.
 std::string fixedDirectory(const std::string& name);
-std::string readFile(const std::string& path);
+// The whole file; std::ios::in reads it in the platform's text mode, the way
+// a text stream wrote it (CR LF on Windows).
+std::string readFile(const std::string& path, std::ios::openmode mode = std::ios::binary);
+
+// exit(-1) as the OS reports it: status 255 on POSIX, -1 on Windows.
+inline bool exitedWithMinusOne(int status)
+{
+    return testing::ExitedWithCode(255)(status) || testing::ExitedWithCode(-1)(status);
+}

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <filesystem>
 
 #include "memory/qtxrealloc.h"
@@ -43,13 +44,23 @@ const std::string kRowsWithoutManager =
     "swap total:           400k\n\n"
     "kelmm not available\n\n";
 
-// What qtxOutOfMemory(code) writes on standard error.
-std::string messageOf(int code)
+// The message box that qtxOutOfMemory(code) shows, "" for none.
+std::u16string messageOf(int code)
 {
-    testing::internal::CaptureStderr();
+    ScriptedSyscalls calls;
     EXPECT_FALSE(qtxOutOfMemory(code));
-    return testing::internal::GetCapturedStderr();
+    EXPECT_LE(ScriptedSyscalls::messages.size(), 1u);
+    return ScriptedSyscalls::messages.empty() ? u"" : ScriptedSyscalls::messages[0];
 }
+
+// Writes what it is given on standard error, where a death test sees it.
+class PrintingErrorService : public FakeService<IKelErrorService> {
+public:
+    void reportError(const KelWideString& message, int* level, const KelCString&) override
+    {
+        std::fprintf(stderr, "reported at level %d: %s\n", *level, message.narrow());
+    }
+};
 
 }  // namespace
 
@@ -67,7 +78,7 @@ TEST_F(MemoryReport, WritesFixedWidthRowsAndReplacesTheLastReport)
     for (int i = 0; i < 4; ++i)
         manager.figures[i] = 10 * (i + 1);  // 24 KiB pages
     qtxWriteMemoryReport(123);
-    EXPECT_EQ(readFile(directory + "/memory.log"),
+    EXPECT_EQ(readFile(directory + "/memory.log", std::ios::in),
               "attempted:            123b\n\n"
               "system free:         1000k\n"
               "system total:     123456789k\n"
@@ -83,7 +94,7 @@ TEST_F(MemoryReport, WritesFixedWidthRowsAndReplacesTheLastReport)
     // newest report remains.
     checker.figures[1] = 2000;
     qtxWriteMemoryReport(0);
-    EXPECT_EQ(readFile(directory + "/memory.log").rfind("system free:         1000k\n", 0), 0u);
+    EXPECT_EQ(readFile(directory + "/memory.log", std::ios::in).rfind("system free:         1000k\n", 0), 0u);
 }
 
 TEST_F(MemoryReport, StatusComesFromAnActiveCheckerElseFromThePlatform)
@@ -105,10 +116,11 @@ TEST(OutOfMemoryMessage, ShowsTheMessageOnlyForCodesFromMinusFiveToMinusOne)
     FakeRenderer renderer;
     provider.add("IGfxRenderer", &renderer);
     for (int code : {0, 1, -6})
-        EXPECT_EQ(messageOf(code), "") << code;
+        EXPECT_EQ(messageOf(code), u"") << code;
     EXPECT_EQ(renderer.calls, "");
+    const std::string box = std::string("Out of Memory: ") + kMessage;
     for (int code : {-1, -5})
-        EXPECT_EQ(messageOf(code), std::string("Out of Memory: ") + kMessage + "\n");
+        EXPECT_EQ(messageOf(code), std::u16string(box.begin(), box.end()));
     EXPECT_EQ(renderer.calls, "before;after;before;after;");
 
     // The setting sends it to the error service; asked for but missing, there
@@ -116,24 +128,28 @@ TEST(OutOfMemoryMessage, ShowsTheMessageOnlyForCodesFromMinusFiveToMinusOne)
     FakeDataStore store;
     store.bools["Memory/UseErrorService"] = 1;
     provider.add("IDataStore", &store);
-    EXPECT_EQ(messageOf(-4), "");
+    EXPECT_EQ(messageOf(-4), u"");
     FakeErrorService errors;
     provider.add("IKelErrorService", &errors);
-    EXPECT_EQ(messageOf(-4), "");
+    EXPECT_EQ(messageOf(-4), u"");
     EXPECT_EQ(errors.calls, std::vector<std::string>{std::string(kMessage) + "|1|"});
     // The code is checked after the service: a bad code shows nothing.
-    EXPECT_EQ(messageOf(-9), "");
+    EXPECT_EQ(messageOf(-9), u"");
     EXPECT_EQ(errors.calls.size(), 1u);
 }
 
 // Each road to the end runs in a fresh child process: the process keeps the
-// first memory manager it finds, and these children have none. That the spill
-// file leaves no name behind is the platform tests' business.
+// first memory manager it finds, and these children have none. The message
+// goes to an error service, and once, without one, to the scripted message
+// box: no box may wait for a click. That the spill file leaves no name behind
+// is the platform tests' business.
 TEST(OrderlyEnd, EveryFailureRoadEndsWithTheReport)
 {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     std::string directory = fixedDirectory("orderly-end");
     MemoryHost host{directory};
+    PrintingErrorService errors;
+    host.provider.add("IKelErrorService", &errors);
     processMemChecker();
     using S = ScriptedSyscalls;
     auto malloc = [] {
@@ -158,6 +174,7 @@ TEST(OrderlyEnd, EveryFailureRoadEndsWithTheReport)
         void (*fault)();
         void (*body)();
         const char* attempted;
+        bool errorService = true;
     } roads[] = {
         {"malloc refused", [] { S::mallocRefuseFrom = 100000; }, malloc, "100000"},
         {"-1: no temporary file", [] { S::refuseOpen = true; }, spill, " 60000"},
@@ -165,18 +182,22 @@ TEST(OrderlyEnd, EveryFailureRoadEndsWithTheReport)
         {"-3: seek failed", [] { S::refuseSeek = true; }, spill, " 60000"},
         {"-4: no memory once the old block is gone", [] { S::mallocRefuseFrom = 60000; }, spill, " 60000"},
         {"a string longer than the heap gives", [] { S::mallocRefuseFrom = 90000; }, string, "100000"},
+        {"malloc refused, the message in a box", [] { S::mallocRefuseFrom = 100000; }, malloc, "100000", false},
     };
     for (const Road& road : roads) {
         SCOPED_TRACE(road.what);
         std::filesystem::remove(directory + "/memory.log");
+        host.store.bools["Memory/UseErrorService"] = road.errorService;
         EXPECT_EXIT(
             {
                 ScriptedSyscalls heap;
                 road.fault();
                 road.body();
             },
-            ::testing::ExitedWithCode(255), "Out of Memory: While running this function, you have run out of memory");
-        EXPECT_EQ(readFile(directory + "/memory.log"),
+            exitedWithMinusOne,
+            std::string(road.errorService ? "reported at level 1: " : "Out of Memory: ")
+                + "While running this function, you have run out of memory");
+        EXPECT_EQ(readFile(directory + "/memory.log", std::ios::in),
                   "attempted:         " + std::string(road.attempted) + "b\n\n" + kRowsWithoutManager);
     }
 }

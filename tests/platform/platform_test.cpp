@@ -1,5 +1,6 @@
-// The OS seam: descriptor calls by wide path, the wide text file read, the
-// re-entrant lock and the process figures.
+// The OS seam as every OS gives it: descriptor calls by wide path, the wide
+// text file read, the re-entrant lock and the process figures. What only one
+// OS can get wrong is in platform_<os>_test.cpp beside this file.
 #include "platform/platform.h"
 
 #include <gtest/gtest.h>
@@ -12,39 +13,14 @@
 #include <thread>
 #include <vector>
 
+#include "tests/platform/platformfiles.h"
 #include "tests/support/testprovider.h"
 
 namespace fs = std::filesystem;
 
 namespace {
-// The canonical wide form of a native test path: ASCII widened, '/' -> '\',
-// and an optional non-ASCII tail appended as it is.
-std::u16string wide(const std::string& native, const std::u16string& tail = u"")
-{
-    std::u16string out;
-    for (char c : native)
-        out += c == '/' ? u'\\' : char16_t((unsigned char)c);
-    return out + tail;
-}
 
-int openFile(const std::string& file, int flags, int mode = kelPermOwnerReadWrite)
-{
-    return kelWOpen(wide(file).c_str(), flags, mode);
-}
-
-std::string readAll(const std::string& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), {});
-}
-
-std::string native(const char16_t* path)
-{
-    char out[256];
-    return std::string(out, kelNativePath(path, out, sizeof out));
-}
-
-TEST(PlatformFiles, OpenFlagsMapOntoTheirPosixMeaning)
+TEST(PlatformFiles, OpenFlagsKeepTheirRuntimeMeaning)
 {
     TempDir dir;
     std::string file = dir.file("f.txt");
@@ -54,7 +30,6 @@ TEST(PlatformFiles, OpenFlagsMapOntoTheirPosixMeaning)
     ASSERT_NE(fd, -1);
     EXPECT_EQ(kelWrite(fd, "hello", 5), 5);
     EXPECT_EQ(kelClose(fd), 0);
-    EXPECT_EQ(fs::status(file).permissions() & fs::perms::all, fs::perms::owner_read | fs::perms::owner_write);
 
     fd = openFile(file, kelOpenWriteOnly | kelOpenAppend | kelOpenText, 0);
     EXPECT_EQ(kelLseeki64(fd, 0, kelSeekSet), 0);
@@ -72,18 +47,18 @@ TEST(PlatformFiles, OpenFlagsMapOntoTheirPosixMeaning)
     EXPECT_FALSE(fs::exists(file));
 }
 
-TEST(PlatformFiles, TemporaryFileHasNoNameButWorksUntilClosed)
+TEST(PlatformFiles, TemporaryFileWorksUntilClosedAndThenIsGone)
 {
     TempDir dir;
     int fd = openFile(dir.file("spill"), kelOpenBinary | kelOpenTemporary | kelOpenCreate | kelOpenReadWrite);
     ASSERT_NE(fd, -1);
-    EXPECT_TRUE(fs::is_empty(dir.path()));
     EXPECT_EQ(kelWrite(fd, "contents", 8), 8);
     EXPECT_EQ(kelLseeki64(fd, 0, kelSeekSet), 0);
     char back[16] = {};
     EXPECT_EQ(kelRead(fd, back, sizeof back), 8);
     EXPECT_STREQ(back, "contents");
     kelClose(fd);
+    EXPECT_TRUE(fs::is_empty(dir.path()));
     EXPECT_EQ(kelWUnlink(wide(dir.file("spill")).c_str()), -1);  // harmless, as after a spill
 }
 
@@ -105,51 +80,17 @@ TEST(PlatformFiles, ReadsAndSeeksReportWhatHappened)
     EXPECT_EQ(kelLseeki64(fd, far, kelSeekSet), far);
     EXPECT_EQ(kelWrite(fd, "z", 1), 1);
     EXPECT_EQ(kelLseeki64(fd, 0, kelSeekEnd), far + 1);
+    EXPECT_EQ(kelLseeki64(fd, -2, kelSeekCur), far - 1);
+    EXPECT_EQ(kelRead(fd, buffer, sizeof buffer), 2);
+    EXPECT_EQ(std::string(buffer, 2), std::string("\0z", 2));
     kelClose(fd);
-}
-
-TEST(PlatformFiles, NativePathIsUtf8WithForwardSlashes)
-{
-    EXPECT_EQ(native(u"c:\\dir\\file.txt"), "c:/dir/file.txt");
-    EXPECT_EQ(native(u"\u00e9t\u00e9\\\u65e5"), "\xc3\xa9t\xc3\xa9/\xe6\x97\xa5");
-    EXPECT_EQ(native(u"\U0001F600"), "\xf0\x9f\x98\x80");
-    EXPECT_EQ(native(u"a\xd800" u"b"), "a\xef\xbf\xbd" "b");  // a lone surrogate
-    EXPECT_EQ(native(nullptr), "");
-    char small[4];  // cut texts stay terminated and report the length they needed
-    EXPECT_EQ(kelNativePath(u"abcdef", small, sizeof small), 6u);
-    EXPECT_STREQ(small, "abc");
-    EXPECT_EQ(kelNativePath(u"ab", nullptr, 0), 2u);
-
-    // Native names of any bytes and their wide form, both ways.
-    const std::pair<std::string, std::u16string> names[] = {
-        {"/d/f.kel", u"\\d\\f.kel"},
-        {"a\\b", u"a\xdc5c" u"b"},                                  // a backslash inside a name
-        {"n\xffm\xc3", u"n\xdcff" u"m\xdcc3"},                       // bytes outside UTF-8
-        {"\xed\xa0\x80", u"\xdced\xdca0\xdc80"},                     // an encoded surrogate is no character
-        {"\xf0\x9f\x98\x80\xef\xbf\xbd", u"\U0001F600\xfffd"},     // four bytes, and U+FFFD itself
-    };
-    for (const auto& [bytes, units] : names) {
-        char16_t out[16];
-        EXPECT_EQ(kelWidePath(bytes.c_str(), out, 16), units.size()) << bytes;
-        EXPECT_EQ(std::u16string(out), units) << bytes;
-        EXPECT_EQ(native(units.c_str()), bytes);
-    }
-    EXPECT_EQ(native(u"\xd83d\xdc5c"), "\xf0\x9f\x91\x9c");  // a pair, not an escaped backslash
-    char16_t cut[3];
-    EXPECT_EQ(kelWidePath("abcdef", cut, 3), 6u);
-    EXPECT_EQ(std::u16string(cut), u"ab");
-
-    TempDir dir;
-    std::u16string name = wide(dir.path() + "/", u"\u00e9t\u00e9-\u65e5.txt");
-    kelClose(kelWOpen(name.c_str(), kelOpenWriteOnly | kelOpenCreate, kelPermOwnerReadWrite));
-    EXPECT_TRUE(fs::exists(dir.file("\xc3\xa9t\xc3\xa9-\xe6\x97\xa5.txt")));
 }
 
 TEST(PlatformProcess, CounterPidMemoryFiguresAndLibraries)
 {
     long long first = kelPerformanceCounter();
     std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    EXPECT_GE(kelPerformanceCounter() - first, 2000000);  // nanoseconds
+    EXPECT_GT(kelPerformanceCounter(), first);
     EXPECT_NE(kelProcessId(), 0u);
 
     unsigned long long free = 0, total = 0, swapFree = 0, swapTotal = 0;
@@ -157,45 +98,12 @@ TEST(PlatformProcess, CounterPidMemoryFiguresAndLibraries)
     EXPECT_GT(total, 16ull << 20);
     EXPECT_LE(free, total);
     EXPECT_LE(swapFree, swapTotal);
-    EXPECT_EQ(total % 1024, 0u);  // the kernel counts in KiB
+    EXPECT_EQ(total % 1024, 0u);  // both kernels count whole pages
 
     // A function of the C++ runtime lies in a loaded shared library.
     EXPECT_TRUE(kelPromoteLibraryOf(reinterpret_cast<const void*>(&std::terminate)));
     int local = 0;
     EXPECT_FALSE(kelPromoteLibraryOf(&local));
-}
-
-TEST(PlatformProcess, OutOfMemoryMessageGoesToStandardErrorAsUtf8)
-{
-    testing::internal::CaptureStderr();
-    kelShowOutOfMemoryMessage(u"Line one.\nStra\u00dfe \U0001F600", u"Out of Memory");
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Out of Memory: Line one.\nStra\xc3\x9f" "e \xf0\x9f\x98\x80\n");
-}
-
-struct Pieces {
-    std::vector<std::u16string> list;
-    std::u16string joined;
-    size_t stopAfter = SIZE_MAX;
-    bool ok = false;
-
-    static bool take(void* context, const char16_t* units, size_t length)
-    {
-        auto* self = static_cast<Pieces*>(context);
-        EXPECT_EQ(units[length], u'\0');
-        self->list.emplace_back(units, length);
-        self->joined += self->list.back();
-        return self->list.size() < self->stopAfter;
-    }
-};
-
-// Writes `bytes` to a file and reads it back through kelReadWideTextFile.
-Pieces readBack(const TempDir& dir, const std::string& bytes, size_t stopAfter = SIZE_MAX)
-{
-    std::ofstream(dir.file("script.py"), std::ios::binary) << bytes;
-    Pieces pieces;
-    pieces.stopAfter = stopAfter;
-    pieces.ok = kelReadWideTextFile(wide(dir.file("script.py")).c_str(), Pieces::take, &pieces);
-    return pieces;
 }
 
 TEST(WideTextFile, DecodesUtf8DropsTheMarkAndJoinsLineEnds)
@@ -206,8 +114,8 @@ TEST(WideTextFile, DecodesUtf8DropsTheMarkAndJoinsLineEnds)
         {"a\rb\r\r\nc\r", u"a\rb\r\nc\r"},  // a lone CR stays, also at the very end
         {"x\xef\xbb\xbf", u"x\ufeff"},      // a mark after the start stays
         {"\xc3\xa9\xe6\x97\xa5\xf0\x9f\x98\x80", u"\u00e9\u65e5\U0001F600"},
-        // Broken sequences become U+FFFD; their valid beginning goes with them.
-        {"a\xff" "b\xe6\x97" "c\xed\xa0\x80" "d\xc3", u"a\ufffd" "b\ufffd" "c\ufffd\ufffd\ufffd" "d\ufffd"},
+        // A broken sequence becomes U+FFFD; its valid beginning goes with it.
+        {"a\xff" "b\xe6\x97" "c", u"a\ufffd" "b\ufffd" "c"},
         // CR LF and multi-byte sequences that straddle the reader's 64 KiB blocks.
         {std::string(65535, 'c') + "\r\n\xe6\x97\xa5", std::u16string(65535, u'c') + u"\n\u65e5"},
         {std::string(65534, 'c') + "\xe6\x97\xa5", std::u16string(65534, u'c') + u"\u65e5"},
@@ -270,9 +178,12 @@ TEST(CriticalSection, IsReentrantAndExcludesOtherThreads)
             kelCriticalSectionLeave(&section);
         }
     };
-    std::thread first(work), second(work);
-    first.join();
-    second.join();
-    EXPECT_EQ(counter, 2 * 200000);
+    // Four threads on two cores: waiters pile up and owners get preempted.
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t)
+        threads.emplace_back(work);
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(counter, 4 * 200000);
 }
 }  // namespace

@@ -1,7 +1,9 @@
 #include "tests/support/testprovider.h"
 
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <random>
 
 #include "text/qtxcstring.h"
 
@@ -66,9 +68,17 @@ void TestServiceProvider::queryInterface(const char* name, void* out, bool)
 
 TempDir::TempDir()
 {
-    std::string pattern = (std::filesystem::temp_directory_path() / "kel-test-XXXXXX").string();
-    char* made = mkdtemp(pattern.data());
-    path_ = made ? made : "";
+    // create_directory tells a new directory from an existing one, so the
+    // first free name is ours alone.
+    std::random_device random;
+    std::error_code error;
+    for (int attempt = 0; attempt < 100 && path_.empty(); ++attempt) {
+        char name[32];
+        std::snprintf(name, sizeof name, "kel-test-%08x", unsigned(random()));
+        std::filesystem::path candidate = std::filesystem::temp_directory_path() / name;
+        if (std::filesystem::create_directory(candidate, error))
+            path_ = candidate.string();
+    }
 }
 
 TempDir::~TempDir()

@@ -1,0 +1,383 @@
+// The Windows side of the operating-system seam (see platform.h): the wide
+// runtime calls, critical sections and the Win32 process queries, with the
+// 16-bit unit of this library being wchar_t here.
+#if defined(_WIN32)
+
+#include "platform/platform.h"
+
+#include <windows.h>
+
+#include <fcntl.h>
+#include <io.h>
+#include <sys/stat.h>
+
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <cwchar>
+#include <new>
+#include <vector>
+
+static_assert(sizeof(wchar_t) == sizeof(char16_t), "the runtime's wide unit is UTF-16");
+
+namespace {
+
+const wchar_t* wideOf(const char16_t* text)
+{
+    return reinterpret_cast<const wchar_t*>(text);
+}
+
+// A text converted by one of the system's two UTF-8 converters, on the stack
+// when it is short: the spill opens its file when the heap has run out.
+// Lone surrogates have no UTF-8 form and come out as U+FFFD, the rule of the
+// POSIX side too; the descriptor calls that take a wide path as it is
+// (_wunlink, _wfopen) see such a name whole.
+template <class Unit>
+class Converted {
+public:
+    const Unit* get() const { return heap_.empty() ? local_ : heap_.data(); }
+
+protected:
+    // `convert(out, capacity)` gives the units needed including the
+    // terminator, or 0 on failure; a capacity of 0 only measures.
+    template <class Convert>
+    void fill(Convert convert)
+    {
+        local_[0] = 0;
+        int need = convert(local_, int(sizeof local_ / sizeof local_[0]));
+        if (need > 0)
+            return;
+        need = convert(nullptr, 0);
+        if (need <= 0)
+            return;
+        heap_.resize(size_t(need));
+        if (convert(heap_.data(), need) <= 0)
+            heap_.assign(1, 0);
+    }
+
+private:
+    Unit local_[1024];
+    std::vector<Unit> heap_;
+};
+
+class Utf8Text : public Converted<char> {
+public:
+    explicit Utf8Text(const char16_t* text)
+    {
+        const wchar_t* wide = text ? wideOf(text) : L"";
+        fill([wide](char* out, int capacity) {
+            return WideCharToMultiByte(CP_UTF8, 0, wide, -1, out, capacity, nullptr, nullptr);
+        });
+    }
+};
+
+class WideText : public Converted<wchar_t> {
+public:
+    explicit WideText(const char* text)
+    {
+        const char* bytes = text ? text : "";
+        fill([bytes](wchar_t* out, int capacity) { return MultiByteToWideChar(CP_UTF8, 0, bytes, -1, out, capacity); });
+    }
+};
+
+// Copies a terminated text into out[0, capacity), cut to fit and terminated;
+// gives its length. A capacity of 0 writes nothing.
+template <class Unit>
+size_t copyCut(const Unit* text, Unit* out, size_t capacity)
+{
+    size_t length = 0;
+    while (text[length])
+        ++length;
+    if (capacity > 0) {
+        size_t kept = length < capacity ? length : capacity - 1;
+        std::memcpy(out, text, kept * sizeof(Unit));
+        out[kept] = 0;
+    }
+    return length;
+}
+
+// The runtime takes counts as unsigned int: larger requests go in as the
+// largest count that a result of int can still report.
+unsigned runtimeCount(size_t bytes)
+{
+    return bytes > size_t(INT_MAX) ? unsigned(INT_MAX) : unsigned(bytes);
+}
+
+// ---- the real calls behind kelSyscalls -------------------------------------
+
+void* systemMalloc(size_t bytes)
+{
+    return std::malloc(bytes);
+}
+
+void* systemRealloc(void* block, size_t bytes)
+{
+    return std::realloc(block, bytes);
+}
+
+int systemOpen(const char* nativePath, int flags, int permissions)
+{
+    // The kelOpen* flags are the runtime's own. Programs that a script starts
+    // must not inherit the component's files.
+    WideText path(nativePath);
+    return _wopen(path.get(), flags | _O_NOINHERIT, permissions & (_S_IREAD | _S_IWRITE));
+}
+
+long long systemWrite(int fd, const void* data, size_t bytes)
+{
+    return _write(fd, data, runtimeCount(bytes));
+}
+
+long long systemSeek(int fd, long long offset, int origin)
+{
+    return _lseeki64(fd, offset, origin == kelSeekCur ? SEEK_CUR : origin == kelSeekEnd ? SEEK_END : SEEK_SET);
+}
+
+void systemMessageBox(const char16_t* message, const char16_t* caption)
+{
+    MessageBoxW(nullptr, message ? wideOf(message) : L"", caption ? wideOf(caption) : L"", MB_OK);
+}
+
+constexpr KelSyscalls defaultSyscalls = {systemMalloc, systemRealloc, systemOpen,
+                                         systemWrite,  systemSeek,    systemMessageBox};
+
+}  // namespace
+
+KelSyscalls kelSyscalls = defaultSyscalls;
+
+void kelRestoreSyscalls()
+{
+    kelSyscalls = defaultSyscalls;
+}
+
+// ---- heap --------------------------------------------------------------------
+
+void* kelHeapAlloc(size_t bytes)
+{
+    return kelSyscalls.malloc(bytes);
+}
+
+void* kelHeapRealloc(void* block, size_t bytes)
+{
+    return kelSyscalls.realloc(block, bytes);
+}
+
+void kelHeapFree(void* block)
+{
+    std::free(block);
+}
+
+// ---- descriptor calls ------------------------------------------------------
+
+size_t kelNativePath(const char16_t* path, char* out, size_t capacity)
+{
+    // Windows names are UTF-16 and take the canonical backslashes as they
+    // are: the native form is the same path in UTF-8.
+    Utf8Text native(path);
+    return copyCut(native.get(), out, capacity);
+}
+
+size_t kelWidePath(const char* nativePath, char16_t* out, size_t capacity)
+{
+    WideText wide(nativePath);
+    size_t length = copyCut(reinterpret_cast<const char16_t*>(wide.get()), out, capacity);
+    // Both slashes separate here; the canonical form has backslashes.
+    for (size_t i = 0; capacity > 0 && i < length && i < capacity - 1; ++i)
+        if (out[i] == u'/')
+            out[i] = u'\\';
+    return length;
+}
+
+char16_t kelNativeSeparator()
+{
+    return u'\\';
+}
+
+int kelWOpen(const char16_t* path, int flags, int permissions)
+{
+    Utf8Text native(path);
+    return kelSyscalls.open(native.get(), flags, permissions);
+}
+
+long long kelRead(int fd, void* buffer, size_t bytes)
+{
+    return _read(fd, buffer, runtimeCount(bytes));
+}
+
+long long kelWrite(int fd, const void* data, size_t bytes)
+{
+    return kelSyscalls.write(fd, data, bytes);
+}
+
+long long kelLseeki64(int fd, long long offset, int origin)
+{
+    return kelSyscalls.seek(fd, offset, origin);
+}
+
+int kelClose(int fd)
+{
+    return _close(fd);
+}
+
+int kelWUnlink(const char16_t* path)
+{
+    return _wunlink(path ? wideOf(path) : L"");
+}
+
+// ---- UTF-8 text file as UTF-16 -----------------------------------------------
+
+bool kelReadWideTextFile(const char16_t* path, bool (*piece)(void* context, const char16_t* units, size_t length),
+                         void* context)
+{
+    // The runtime decodes: the mark goes, CR LF becomes LF, broken sequences
+    // become U+FFFD, and fgetws gives a line or at most 8193 units at a time.
+    FILE* file = _wfopen(path ? wideOf(path) : L"", L"r, ccs=UTF-8");
+    if (!file)
+        return false;
+    std::vector<wchar_t> units(8194);
+    size_t carried = 0;
+    bool stopped = false;
+    while (!stopped && std::fgetws(units.data() + carried, int(units.size() - carried), file)) {
+        size_t length = carried + std::wcslen(units.data() + carried);
+        // fgetws may cut a pair; its high half waits for the next piece.
+        wchar_t last = length ? units[length - 1] : 0;
+        carried = last >= 0xD800 && last <= 0xDBFF ? 1 : 0;
+        length -= carried;
+        units[length] = 0;
+        stopped = length && !piece(context, reinterpret_cast<const char16_t*>(units.data()), length);
+        units[0] = last;
+    }
+    if (!stopped && carried) {
+        units[1] = 0;
+        piece(context, reinterpret_cast<const char16_t*>(units.data()), 1);
+    }
+    bool ok = !std::ferror(file);
+    std::fclose(file);
+    return ok;
+}
+
+// ---- critical section ------------------------------------------------------
+
+static_assert(sizeof(CRITICAL_SECTION) <= sizeof(KelCriticalSection::storage), "the section must fit its storage");
+
+namespace {
+
+CRITICAL_SECTION* sectionOf(KelCriticalSection* section)
+{
+    return std::launder(reinterpret_cast<CRITICAL_SECTION*>(section->storage));
+}
+
+}  // namespace
+
+void kelCriticalSectionInit(KelCriticalSection* section)
+{
+    InitializeCriticalSection(new (section->storage) CRITICAL_SECTION);
+}
+
+void kelCriticalSectionEnter(KelCriticalSection* section)
+{
+    EnterCriticalSection(sectionOf(section));
+}
+
+void kelCriticalSectionLeave(KelCriticalSection* section)
+{
+    LeaveCriticalSection(sectionOf(section));
+}
+
+// ---- counter, process, memory ----------------------------------------------
+
+long long kelPerformanceCounter()
+{
+    LARGE_INTEGER now;
+    QueryPerformanceCounter(&now);
+    return now.QuadPart;
+}
+
+unsigned kelProcessId()
+{
+    return unsigned(GetCurrentProcessId());
+}
+
+bool kelMemoryStatus(unsigned long long* freePhysical, unsigned long long* totalPhysical,
+                     unsigned long long* freeSwap, unsigned long long* totalSwap)
+{
+    MEMORYSTATUSEX status;
+    status.dwLength = sizeof status;
+    if (!GlobalMemoryStatusEx(&status))
+        return false;
+    // The page file figures count physical memory as well, and the virtual
+    // ones are the address space: swap is what either leaves beyond
+    // physical memory, whichever is smaller.
+    unsigned long long swapTotal = status.ullTotalVirtual - status.ullTotalPhys;
+    if (status.ullTotalPageFile < swapTotal)
+        swapTotal = status.ullTotalPageFile;
+    unsigned long long swapFree = status.ullAvailVirtual - status.ullAvailPhys;
+    if (status.ullAvailPageFile < swapFree)
+        swapFree = status.ullAvailPageFile;
+    if ((long long)swapTotal < (long long)swapFree)
+        swapFree = swapTotal;
+    *freePhysical = status.ullAvailPhys;
+    *totalPhysical = status.ullTotalPhys;
+    *freeSwap = swapFree;
+    *totalSwap = swapTotal;
+    return true;
+}
+
+void kelShowOutOfMemoryMessage(const char16_t* message, const char16_t* caption)
+{
+    kelSyscalls.messageBox(message, caption);
+}
+
+// ---- libraries and the program ---------------------------------------------
+
+bool kelPromoteLibraryOf(const void* address)
+{
+    // Each module binds its imports by name at load, so there is no global
+    // symbol scope to join: finding the module is all there is to do.
+    HMODULE module = nullptr;
+    return GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+                              static_cast<LPCWSTR>(address), &module)
+           && module;
+}
+
+void* kelLoadLibrary(const char* path, char* error, size_t capacity)
+{
+    WideText widePath(path);
+    HMODULE library = LoadLibraryW(widePath.get());
+    if (!library && error && capacity) {
+        DWORD code = GetLastError();
+        char reason[512];
+        DWORD length = FormatMessageA(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, code, 0,
+                                      reason, sizeof reason, nullptr);
+        while (length > 0 && (reason[length - 1] == '\n' || reason[length - 1] == '\r' || reason[length - 1] == ' '))
+            --length;
+        if (length == 0)
+            length = DWORD(std::snprintf(reason, sizeof reason, "error %lu", (unsigned long)code));
+        reason[length] = '\0';
+        copyCut(reason, error, capacity);
+    }
+    return library;
+}
+
+void* kelLibrarySymbol(void* library, const char* name)
+{
+    return library ? reinterpret_cast<void*>(GetProcAddress(static_cast<HMODULE>(library), name)) : nullptr;
+}
+
+size_t kelExecutablePath(char* out, size_t capacity)
+{
+    if (!out || capacity == 0)
+        return 0;
+    // Long paths may pass MAX_PATH; the runtime's own limit is 32767 units.
+    std::vector<wchar_t> wide(32768);
+    DWORD length = GetModuleFileNameW(nullptr, wide.data(), DWORD(wide.size()));
+    if (length == 0 || length >= wide.size()) {
+        out[0] = '\0';
+        return 0;
+    }
+    Utf8Text native(reinterpret_cast<const char16_t*>(wide.data()));
+    return copyCut(native.get(), out, capacity);
+}
+
+#endif  // _WIN32

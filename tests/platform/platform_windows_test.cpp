@@ -1,0 +1,100 @@
+// What only the Windows side of the OS seam can get wrong: names beyond
+// U+FFFF through the wide calls, the UTF-8 form of native paths with their
+// backslashes, drive letters and UNC names, and the program and its libraries.
+#include "platform/platform.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "tests/platform/platformfiles.h"
+#include "tests/support/testprovider.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::string native(const char16_t* path)
+{
+    char out[256];
+    return std::string(out, kelNativePath(path, out, sizeof out));
+}
+
+std::u16string widePath(const char* nativePath)
+{
+    char16_t out[256];
+    return std::u16string(out, kelWidePath(nativePath, out, 256));
+}
+
+TEST(PlatformWindows, NamesBeyondTheBasicPlaneGoThroughTheWideCalls)
+{
+    TempDir dir;
+    const std::u16string name = u"\U0001F600 \U00020BB7 \u65e5.txt";
+    const std::u16string path = wide(dir.path() + "/", name);
+    int fd = kelWOpen(path.c_str(), kelOpenWriteOnly | kelOpenCreate | kelOpenBinary, kelPermOwnerReadWrite);
+    ASSERT_NE(fd, -1);
+    EXPECT_EQ(kelWrite(fd, "one\r\ntwo", 8), 8);
+    kelClose(fd);
+
+    // The name on disk is the same UTF-16 units, pairs and all.
+    std::vector<std::wstring> names;
+    for (const fs::directory_entry& entry : fs::directory_iterator(dir.path()))
+        names.push_back(entry.path().filename().wstring());
+    EXPECT_EQ(names, std::vector<std::wstring>{std::wstring(name.begin(), name.end())});
+
+    fd = kelWOpen(path.c_str(), kelOpenReadOnly | kelOpenBinary, 0);
+    char back[16] = {};
+    EXPECT_EQ(kelRead(fd, back, sizeof back), 8);
+    kelClose(fd);
+    Pieces pieces;
+    EXPECT_TRUE(kelReadWideTextFile(path.c_str(), Pieces::take, &pieces));
+    EXPECT_EQ(pieces.joined, u"one\ntwo");
+    EXPECT_EQ(kelWUnlink(path.c_str()), 0);
+    EXPECT_TRUE(fs::is_empty(dir.path()));
+}
+
+TEST(PlatformWindows, NativePathsAreUtf8WithTheirBackslashes)
+{
+    EXPECT_EQ(kelNativeSeparator(), u'\\');
+    const std::pair<std::u16string, std::string> paths[] = {
+        {u"c:\\dir\\file.txt", "c:\\dir\\file.txt"},
+        {u"\\\\server\\share\\\u00e9t\u00e9", "\\\\server\\share\\\xc3\xa9t\xc3\xa9"},
+        {u"d:\\\U0001F600", "d:\\\xf0\x9f\x98\x80"},
+    };
+    for (const auto& [units, bytes] : paths) {
+        EXPECT_EQ(native(units.c_str()), bytes);
+        EXPECT_EQ(widePath(bytes.c_str()), units);
+    }
+    EXPECT_EQ(native(u"a\xd800" u"b"), "a\xef\xbf\xbd" "b");  // a lone surrogate has no UTF-8 form
+    EXPECT_EQ(widePath("c:/dir/f"), u"c:\\dir\\f");           // both slashes separate
+    EXPECT_EQ(native(nullptr), "");
+
+    char small[4];  // cut texts stay terminated and report the length they needed
+    EXPECT_EQ(kelNativePath(u"abcdef", small, sizeof small), 6u);
+    EXPECT_STREQ(small, "abc");
+    EXPECT_EQ(kelNativePath(u"ab", nullptr, 0), 2u);
+    char16_t cut[3];
+    EXPECT_EQ(kelWidePath("a/cdef", cut, 3), 6u);
+    EXPECT_EQ(std::u16string(cut), u"a\\");
+}
+
+TEST(PlatformWindows, ProgramPathAndLibraries)
+{
+    char self[1024];
+    size_t length = kelExecutablePath(self, sizeof self);
+    ASSERT_GT(length, 0u);
+    EXPECT_EQ(std::string(self, length).substr(length - 18), "\\test_platform.exe");
+
+    char error[256] = {};
+    void* kernel = kelLoadLibrary("kernel32.dll", error, sizeof error);
+    ASSERT_NE(kernel, nullptr) << error;
+    EXPECT_NE(kelLibrarySymbol(kernel, "GetCurrentProcessId"), nullptr);
+    EXPECT_EQ(kelLibrarySymbol(kernel, "NoSuchFunction"), nullptr);
+    EXPECT_TRUE(kelPromoteLibraryOf(kelLibrarySymbol(kernel, "GetCurrentProcessId")));
+    EXPECT_EQ(kelLoadLibrary("no-such-library.dll", error, sizeof error), nullptr);
+    EXPECT_NE(error[0], '\0');
+}
+
+}  // namespace
