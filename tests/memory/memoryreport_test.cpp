@@ -48,7 +48,9 @@ const std::string kRowsWithoutManager =
 std::u16string messageOf(int code)
 {
     ScriptedSyscalls calls;
+    testing::internal::CaptureStderr();  // the copy meant for death tests
     EXPECT_FALSE(qtxOutOfMemory(code));
+    testing::internal::GetCapturedStderr();
     EXPECT_LE(ScriptedSyscalls::messages.size(), 1u);
     return ScriptedSyscalls::messages.empty() ? u"" : ScriptedSyscalls::messages[0];
 }
