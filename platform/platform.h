@@ -23,6 +23,12 @@
 // that names a native file in the native way (Python's paths) differs from
 // the wide form only in its backslashes, which are name characters there.
 //
+// Windows names are UTF-16 already: there the native form is the same path
+// in UTF-8, backslashes kept, and '/' in a native path is '\' in the wide
+// form. A lone surrogate, which a Windows name may hold, has no UTF-8 form
+// and becomes U+FFFD as on POSIX; only the calls that take the wide path as
+// it is (kelWUnlink, kelReadWideTextFile) reach such a name.
+//
 // Allocation, open, write and seek go through kelSyscalls, a table of function
 // pointers, so that a test can make exactly those calls fail; so does the
 // out-of-memory message, so that a test can see it without a user to answer.
@@ -83,7 +89,8 @@ int kelClose(int fd);
 int kelWUnlink(const char16_t* path);
 
 // The native form of a canonical wide path, by the rule above: on POSIX every
-// backslash becomes '/', and U+DC5C and U+DC80-U+DCFF their bytes. Writes at
+// backslash becomes '/', and U+DC5C and U+DC80-U+DCFF their bytes; on
+// Windows it is the path in UTF-8. Writes at
 // most `capacity` bytes including the terminator; gives the length needed
 // without the terminator (so a result >= capacity means the text was cut). A
 // null path gives "".
@@ -100,7 +107,9 @@ char16_t kelNativeSeparator();
 // into LF, invalid bytes replaced by U+FFFD. Calls `piece` with the text in
 // pieces of at most 8193 units (each terminated; `length` excludes the
 // terminator) and stops early when `piece` gives false. False when the file
-// cannot be opened or read.
+// cannot be opened or read. On Windows the runtime decodes, by its own rules
+// for broken sequences: how many U+FFFD stand for one is its choice, and
+// Wine's fails the read on a sequence that the end of the file cuts off.
 bool kelReadWideTextFile(const char16_t* path, bool (*piece)(void* context, const char16_t* units, size_t length),
                          void* context);
 
