@@ -306,9 +306,10 @@ bool kelMemoryStatus(unsigned long long* freePhysical, unsigned long long* total
     status.dwLength = sizeof status;
     if (!GlobalMemoryStatusEx(&status))
         return false;
-    // The page file figures count physical memory as well, and the virtual
-    // ones are the address space: swap is what either leaves beyond
-    // physical memory, whichever is smaller.
+    // Windows has no swap figure of its own. The memory report's swap rows
+    // take the smaller of the address space beyond physical memory and the
+    // commit limit (which counts physical memory too), and likewise for what
+    // is free; on 64-bit Windows that is in effect the commit figures.
     unsigned long long swapTotal = status.ullTotalVirtual - status.ullTotalPhys;
     if (status.ullTotalPageFile < swapTotal)
         swapTotal = status.ullTotalPageFile;
