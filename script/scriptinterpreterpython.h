@@ -47,7 +47,9 @@ public:
     int32_t runString(const KelWideString& text) override;
     bool writeScript(std::ostream& out, IScript* script) override;
 
-    // ScriptInterpreter
+    // ScriptInterpreter: every string literal reads back as the same value,
+    // and keyword arguments are written as keywords.
+    bool writeCommand(std::ostream& out, IScriptCommand* cmd, IScriptActualArgList* argList) override;
     bool writeValue(std::ostream& out, IScriptValue* val) override;
 
     // IScriptInterpreterV2
@@ -67,6 +69,9 @@ private:
     // The error file's path, its removal and the report of a failed run.
     KelPath errorFilePath() const;
     void reportFailure(const KelPath& errorFile);
+    bool writeArgument(std::ostream& out, IScriptActualArg* arg);
+    bool writeValueAt(std::ostream& out, IScriptValue* val, int depth);
+    bool writeList(std::ostream& out, IScriptValueList* list, int depth);
     void restoreStreams(bool console, int32_t result, const KelPath& errorFile);
 
     bool startupDone = false;
