@@ -35,6 +35,15 @@ int kelPythonRunText(const char* text);
 // each is compiled once and its code kept (a few dozen at most).
 int kelPythonRunOwnText(const std::string& text);
 
+// As kelPythonRunOwnText, but an exception is not printed: its type and
+// text ("OSError: [Errno 27] File too large") go to `failure`.
+int kelPythonRunOwnTextQuietly(const std::string& text, std::string& failure);
+
+// The traceback of the last failure that a run printed, as Python prints it
+// (UTF-8, a character without a UTF-8 form as its escape); empty when there
+// is none.
+std::string kelPythonLastTraceback();
+
 // Flushes Python's own standard streams, so that what a run printed is out
 // before the host writes anything of its own.
 void kelPythonFlushStdio();

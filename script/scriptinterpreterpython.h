@@ -14,8 +14,9 @@
 #include <iosfwd>
 #include <string>
 
-#include "memory/kelpath.h"
 #include "script/scriptinterpreter.h"
+
+class ScriptErrorFile;
 
 class IPythonScriptInterpreter : public virtual IKelUnknown {
 public:
@@ -66,13 +67,13 @@ public:
 private:
     void createModule(const std::string& importText);
     void runStartup(const std::string& importText);
-    // The error file's path, its removal and the report of a failed run.
-    KelPath errorFilePath() const;
-    void reportFailure(const KelPath& errorFile);
+    // The report of a failed run; the streams put back after a run (in file
+    // mode with the error file, which `installed` says was sys.stderr).
+    void reportFailure(const std::string& bytes);
+    void restoreStreams(int32_t result, ScriptErrorFile* errorFile, bool installed);
     bool writeArgument(std::ostream& out, IScriptActualArg* arg);
     bool writeValueAt(std::ostream& out, IScriptValue* val, int depth);
     bool writeList(std::ostream& out, IScriptValueList* list, int depth);
-    void restoreStreams(bool console, int32_t result, const KelPath& errorFile);
 
     bool startupDone = false;
     bool moduleCreated = false;

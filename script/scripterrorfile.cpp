@@ -1,0 +1,139 @@
+// The error file of a run in file mode.
+#include "script/scripterrorfile.h"
+
+#include <vector>
+
+#include "component/iptr.h"
+#include "script/scripthost.h"
+#include "memory/keltranslator.h"
+#include "platform/platform.h"
+#include "text/utf16text.h"
+
+namespace {
+
+// What the outermost run set up, shared with the runs nested in it.
+struct OuterRun {
+    int depth = 0;
+    int lock = -1;
+    bool told = false;    // a failure to open was told to the user
+    bool opened = false;  // the file is this run's to remove
+    KelPath directory;
+    KelPath file;
+};
+
+OuterRun& outerRun()
+{
+    static auto* run = new OuterRun;
+    return *run;
+}
+
+KelPath currentDirectory()
+{
+    std::vector<char> buffer(1024);
+    size_t length = kelCurrentDirectory(buffer.data(), buffer.size());
+    if (length >= buffer.size()) {
+        buffer.resize(length + 1);
+        length = kelCurrentDirectory(buffer.data(), buffer.size());
+    }
+    return KelPath(kelUnitsOfUtf8(std::string(buffer.data(), length), KelBadByte::keep));
+}
+
+KelPath absolute(const KelPath& path)
+{
+    if (kelIsAbsolutePath(path.chars()))
+        return path;
+    KelPath result = currentDirectory();
+    if (!path.isEmpty())
+        result.append(path);
+    return result;
+}
+
+void tellUser(const KelPath& file, const char* reason)
+{
+    SPtr<IScriptEngine> engine;
+    if (!engine)
+        return;
+    std::string detail = "cannot write the error file " +
+                         kelUtf8OfUnits(file.forOpen().chars(), KelLoneSurrogate::replace) + " (" + reason +
+                         "); Python's errors go to the standard error stream";
+    KelWideString text = kelUnitsOfUtf8(detail, KelBadByte::keep);
+    KelWideString message;
+    kelTranslate(&message, "Python interpreter error:\n%1", &text);
+    engine->reportError(message, 0);
+}
+
+const char kFileName[] = "python_script_errors.log";
+
+}  // namespace
+
+ScriptErrorFile::ScriptErrorFile()
+{
+    OuterRun& run = outerRun();
+    if (run.depth++ > 0)
+        return;
+    run.told = false;
+    run.opened = false;
+    run.directory = absolute(KelPath(kelDirectory("macros")));
+    run.file = run.directory;
+    run.file.append(kFileName);
+    run.lock = kelLockDirectory(run.directory.forOpen().chars());
+}
+
+KelPath ScriptErrorFile::currentPath()
+{
+    if (outerRun().depth > 0)
+        return outerRun().file;
+    KelPath file = absolute(KelPath(kelDirectory("macros")));
+    file.append(kFileName);
+    return file;
+}
+
+ScriptErrorFile::~ScriptErrorFile()
+{
+    OuterRun& run = outerRun();
+    if (--run.depth > 0)
+        return;
+    kelUnlockDirectory(run.lock);
+    run.lock = -1;
+}
+
+const KelPath& ScriptErrorFile::path() const
+{
+    return outerRun().file;
+}
+
+int ScriptErrorFile::open()
+{
+    OuterRun& run = outerRun();
+    char reason[256];
+    int fd = kelOpenOwnFile(run.file.forOpen().chars(), true, reason, sizeof reason);
+    run.opened = run.opened || fd >= 0;
+    if (fd < 0 && !run.told) {
+        run.told = true;
+        tellUser(run.file, reason);
+    }
+    return fd;
+}
+
+std::string ScriptErrorFile::read() const
+{
+    std::string bytes;
+    char reason[256];
+    int fd = kelOpenOwnFile(path().forOpen().chars(), false, reason, sizeof reason);
+    if (fd < 0)
+        return bytes;
+    char buffer[8192];
+    long long got;
+    while ((got = kelRead(fd, buffer, sizeof buffer)) > 0)
+        bytes.append(buffer, static_cast<size_t>(got));
+    kelClose(fd);
+    return bytes;
+}
+
+void ScriptErrorFile::remove() const
+{
+    // Whatever stands under the name when the run could not open it is
+    // somebody else's.
+    if (outerRun().opened)
+        kelWUnlink(path().forOpen().chars());
+}

@@ -1,0 +1,164 @@
+// The engine's error file through kelhost as a real process: things planted
+// under its name, concurrent runs in one directory, a relative macros
+// directory with a script that changes the current directory, a file size
+// limit, the end of a run by SIGTERM, the private default directory, and
+// output that cannot be written.
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "tests/host/kelhostrun.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+const char kErrorFile[] = "python_script_errors.log";
+
+class KelhostErrorFileTest : public KelhostTest {
+protected:
+    // Runs a shell line in the test's folder; both streams come back in
+    // `out` through a pipe, so a file size limit in the line cannot touch
+    // them.
+    KelhostRun shell(const std::string& line)
+    {
+        std::string command = "cd " + shellQuote(dir.path()) + " && K=" + shellQuote(KELHOST_PATH) + " && (" + line +
+                              "; echo $? >status) 2>&1 </dev/null | cat >out";
+        KelhostRun run;
+        int done = std::system(("bash -c " + shellQuote(command)).c_str());
+        run.status = done == 0 ? std::stoi("0" + readFile(dir.file("status"))) : -1;
+        run.out = readFile(dir.file("out"));
+        return run;
+    }
+};
+
+bool contains(const std::string& text, const std::string& part)
+{
+    return text.find(part) != std::string::npos;
+}
+
+TEST_F(KelhostErrorFileTest, NothingPlantedUnderItsNameIsWrittenOrWaitedOn)
+{
+    std::string target = write("target.txt", "keep");
+    std::string planted = dir.file("macros/") + kErrorFile;
+    const struct {
+        const char* what;
+        const char* reason;
+    } cases[] = {{"symlink", "it is a symbolic link"}, {"fifo", "it is not a regular file"},
+                 {"directory", "Is a directory"}, {"hardlink", "it has other names"}};
+    for (const auto& c : cases) {
+        fs::remove_all(dir.file("macros"));
+        fs::create_directory(dir.file("macros"));
+        std::string what = c.what;
+        if (what == "symlink")
+            fs::create_symlink(target, planted);
+        else if (what == "fifo")
+            ASSERT_EQ(mkfifo(planted.c_str(), 0600), 0);
+        else if (what == "directory")
+            fs::create_directory(planted);
+        else
+            fs::create_hard_link(target, planted);
+        KelhostRun run = shell("timeout 20 \"$K\" --macros macros exec '1/0'");
+        EXPECT_EQ(run.status, 1) << what;
+        EXPECT_EQ(run.out, "Python interpreter error:\ncannot write the error file " + planted + " (" + c.reason +
+                               "); Python's errors go to the standard error stream\nTraceback (most recent call "
+                               "last):\n  File \"<string>\", line 1, in <module>\nZeroDivisionError: division by "
+                               "zero\n")
+            << what;
+        EXPECT_TRUE(fs::exists(fs::symlink_status(planted))) << what << ": somebody else's, left alone";
+        EXPECT_EQ(readFile(target), "keep") << what;
+    }
+}
+
+TEST_F(KelhostErrorFileTest, ConcurrentFailingRunsEachReportTheirOwnWholeError)
+{
+    fs::create_directory(dir.file("macros"));
+    const int kRuns = 8;
+    std::string line = "for i in $(seq " + std::to_string(kRuns) +
+                       "); do \"$K\" --macros macros exec \"import time\ntime.sleep(0.02)\nraise "
+                       "ValueError('run $i ' + 'x' * 3000)\" 2>err$i & done; wait";
+    shell(line);
+    for (int i = 1; i <= kRuns; ++i) {
+        std::string err = readFile(dir.file("err" + std::to_string(i)));
+        EXPECT_EQ(err, "Python interpreter error:\nTraceback (most recent call last):\n  File \"<string>\", line 3, "
+                       "in <module>\nValueError: run " + std::to_string(i) + " " + std::string(3000, 'x') + "\n\n")
+            << "run " << i;
+    }
+    EXPECT_TRUE(fs::is_empty(dir.file("macros")));
+}
+
+TEST_F(KelhostErrorFileTest, ARelativeMacrosDirectoryHoldsWhenTheScriptChangesDirectory)
+{
+    fs::create_directories(dir.file("macros"));
+    fs::create_directories(dir.file("elsewhere/macros"));
+    write(std::string("elsewhere/macros/") + kErrorFile, "unrelated");
+    KelhostRun run = shell("\"$K\" --macros macros exec 'import os\nos.chdir(\"elsewhere\")\n"
+                           "print(errFileName == os.path.join(os.path.dirname(os.getcwd()), \"macros\", \"" +
+                           std::string(kErrorFile) + "\"))\n1/0'");
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.out, "True\nPython interpreter error:\nTraceback (most recent call last):\n  File \"<string>\", "
+                       "line 4, in <module>\nZeroDivisionError: division by zero\n\n");
+    EXPECT_TRUE(fs::is_empty(dir.file("macros")));
+    EXPECT_EQ(readFile(dir.file(std::string("elsewhere/macros/") + kErrorFile)), "unrelated");
+}
+
+TEST_F(KelhostErrorFileTest, AFileSizeLimitStillShowsTheScriptsTraceback)
+{
+    fs::create_directory(dir.file("macros"));
+    KelhostRun run =
+        shell("(ulimit -f 0; exec \"$K\" --macros macros exec 'def f():\n    raise ValueError(\"mine\")\nf()')");
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.out, "Python interpreter error:\nTraceback (most recent call last):\n  File \"<string>\", line 3, "
+                       "in <module>\n  File \"<string>\", line 2, in f\nValueError: mine\n(the error file could not "
+                       "take this text: OSError: [Errno 27] File too large)\n\n");
+    EXPECT_TRUE(fs::is_empty(dir.file("macros")));
+}
+
+TEST_F(KelhostErrorFileTest, SigtermDuringARunLeavesNoErrorFile)
+{
+    fs::create_directory(dir.file("macros"));
+    std::string file = std::string("macros/") + kErrorFile;
+    KelhostRun run = shell("\"$K\" --macros macros exec 'kel.sleep(30)' & pid=$!; n=0; while [ ! -e " + file +
+                           " ] && [ $n -lt 200 ]; do sleep 0.05; n=$((n+1)); done; kill -TERM $pid; wait $pid");
+    EXPECT_EQ(run.status, 128 + 15);
+    EXPECT_TRUE(fs::is_empty(dir.file("macros")));
+}
+
+TEST_F(KelhostErrorFileTest, TheDefaultDirectoryIsPrivateToTheUser)
+{
+    std::string mine = dir.file("kelhost-" + std::to_string(getuid()));
+    KelhostRun run = shell("TMPDIR=. \"$K\" exec '1/0'");
+    EXPECT_EQ(run.status, 1);
+    EXPECT_TRUE(contains(run.out, "ZeroDivisionError")) << run.out;
+    struct stat status;
+    ASSERT_EQ(lstat(mine.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777, 0700u);
+    EXPECT_TRUE(fs::is_empty(mine));
+    // Made by somebody else first: refused, nothing runs.
+    fs::permissions(mine, fs::perms::all);
+    run = shell("TMPDIR=. \"$K\" exec 'print(\"ran\")'");
+    EXPECT_EQ(run.status, 2);
+    EXPECT_EQ(run.out, "kelhost: the private directory './kelhost-" + std::to_string(getuid()) +
+                           "' is not safe to use (others may write to it); give --macros and --logs\n");
+    fs::remove(mine);
+    fs::create_directory_symlink(dir.path(), mine);
+    EXPECT_EQ(shell("TMPDIR=. \"$K\" exec 'print(\"ran\")'").status, 2);
+}
+
+TEST_F(KelhostErrorFileTest, OutputThatCannotBeWrittenFailsTheRun)
+{
+    for (const char* mode : {"", "--console "}) {
+        KelhostRun full = shell(std::string("\"$K\" --macros . exec ") + mode + "'print(\"hi\")' >/dev/full");
+        EXPECT_EQ(full.status, 1) << mode;
+        EXPECT_TRUE(contains(full.out, "No space left on device") || contains(full.out, "cannot write")) << full.out;
+        KelhostRun pipe = shell(std::string("\"$K\" --macros . exec ") + mode +
+                                "'for i in range(100000): print(i)' | head -1 >/dev/null; exit ${PIPESTATUS[0]}");
+        EXPECT_EQ(pipe.status, 1) << mode;
+    }
+}
+
+}  // namespace
