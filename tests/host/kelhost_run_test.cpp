@@ -28,11 +28,23 @@ TEST_F(KelhostRunTest, StatusZeroWithArgumentsAndTwoForAMissingFile)
     EXPECT_EQ(ok.out, "args ['one', 'two words']\n");
     EXPECT_EQ(ok.err, "");
 
-    std::string missing = dir.file("no such.py");
-    KelhostRun absent = kelhost("run " + shellQuote(missing));
-    EXPECT_EQ(absent.status, 2);
-    EXPECT_EQ(absent.err, "kelhost: script file not found: " + missing + "\n");
+    // Only what can be read runs; anything else names the path and why.
+    const struct {
+        std::string path;
+        const char* reason;
+    } unreadable[] = {{dir.file("no such.py"), "No such file or directory"},
+                      {dir.path(), "it is a directory"},
+                      {dir.file("ok.py/inside.py"), "Not a directory"}};
+    for (const auto& c : unreadable) {
+        KelhostRun run = kelhost("run " + shellQuote(c.path));
+        EXPECT_EQ(run.status, 2) << c.path;
+        EXPECT_EQ(run.err, "kelhost: cannot read the script file " + c.path + ": " + c.reason + "\n");
+    }
     EXPECT_FALSE(fs::exists(dir.file("python_script_errors.log")));
+    // A pipe runs like a file.
+    KelhostRun piped = kelhost("run /dev/stdin", "print('piped')\n");
+    EXPECT_EQ(piped.status, 0) << piped.err;
+    EXPECT_EQ(piped.out, "piped\n");
 }
 
 TEST_F(KelhostRunTest, FailuresAndExitsEndOnlyTheScriptWithStatusOne)
