@@ -6,10 +6,12 @@
 #include <unistd.h>
 
 #include <cstring>
+#include <string>
 
 namespace {
 
-char errorFilePath[4096];
+// The two names a run of this process may give the error file.
+char errorFilePaths[2][4096];
 
 // Async-signal-safe throughout: lstat, fstat, unlink, signal and raise.
 bool openHere(const struct stat& file)
@@ -25,21 +27,26 @@ bool openHere(const struct stat& file)
 void onTerminate(int signalNumber)
 {
     struct stat file;
-    if (errorFilePath[0] && lstat(errorFilePath, &file) == 0 && S_ISREG(file.st_mode) && openHere(file))
-        unlink(errorFilePath);
+    for (const char* path : errorFilePaths) {
+        if (path[0] && lstat(path, &file) == 0 && S_ISREG(file.st_mode) && openHere(file))
+            unlink(path);
+    }
     signal(signalNumber, SIG_DFL);
     raise(signalNumber);
 }
 
 }  // namespace
 
-void kelHostInstallSignals(const std::string& errorFile)
+void kelHostInstallSignals(const std::string& macros)
 {
     signal(SIGPIPE, SIG_IGN);
     signal(SIGXFSZ, SIG_IGN);
-    if (errorFile.size() >= sizeof errorFilePath)
-        return;
-    std::memcpy(errorFilePath, errorFile.c_str(), errorFile.size() + 1);
+    const std::string names[2] = {macros + "/python_script_errors.log",
+                                  macros + "/python_script_errors-" + std::to_string(getpid()) + ".log"};
+    for (int i = 0; i < 2; ++i) {
+        if (names[i].size() < sizeof errorFilePaths[i])
+            std::memcpy(errorFilePaths[i], names[i].c_str(), names[i].size() + 1);
+    }
     struct sigaction action = {};
     action.sa_handler = onTerminate;
     sigemptyset(&action.sa_mask);

@@ -4,11 +4,11 @@
 // so that the program can report them, rather than end the process:
 // SIGPIPE and SIGXFSZ are ignored. SIGTERM and SIGHUP end the process as
 // usual, but first remove the engine's error file when this process has it
-// open: a run that is cut short leaves nothing behind. The run's own lock
-// keeps the file of another process's run apart, so only our own goes.
+// open: a run that is cut short leaves nothing behind. A file that another
+// process's run holds is never open here, so it stays.
 #pragma once
 
 #include <string>
 
-// `errorFile`: the native path of the engine's error file for this process.
-void kelHostInstallSignals(const std::string& errorFile);
+// `macros`: the absolute native path of the engine's macros directory.
+void kelHostInstallSignals(const std::string& macros);

@@ -31,12 +31,10 @@ void addCommonOptions(CLI::App& app, KelHostOptions& options)
         ->type_name("KEY=VALUE");
 }
 
-// The engine's error file of this process, for the signal handlers.
-std::string errorFileOf(KelHost& host)
+std::string absoluteMacros(KelHost& host)
 {
     std::error_code ignored;
-    std::filesystem::path macros = std::filesystem::absolute(host.directories().directory("macros"), ignored);
-    return (macros / "python_script_errors.log").string();
+    return std::filesystem::absolute(host.directories().directory("macros"), ignored).string();
 }
 
 // Output that never reached its reader (a closed pipe, a full disk) is a
@@ -55,7 +53,7 @@ int checkOutput(int status)
 int run(KelHostOptions& options)
 {
     KelHost host(options);
-    kelHostInstallSignals(errorFileOf(host));
+    kelHostInstallSignals(absoluteMacros(host));
     for (const auto& setup : options.setups)
         setup(host);
     if (options.needsComponent && !host.start()) {

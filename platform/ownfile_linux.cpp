@@ -75,11 +75,10 @@ int kelLockDirectory(const char16_t* path)
     int fd = ::open(nativeOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (fd == -1)
         return -1;
-    int locked;
-    do
-        locked = ::flock(fd, LOCK_EX);
-    while (locked != 0 && errno == EINTR);
-    return fd;
+    if (::flock(fd, LOCK_EX | LOCK_NB) == 0)
+        return fd;
+    ::close(fd);
+    return -2;
 }
 
 void kelUnlockDirectory(int handle)

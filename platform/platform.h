@@ -89,10 +89,9 @@ bool kelReadWideTextFile(const char16_t* path, bool (*piece)(void* context, cons
 // read-only. Gives a descriptor, or -1 with a short reason in `reason` (cut
 // to `capacity` bytes, terminated).
 int kelOpenOwnFile(const char16_t* path, bool create, char* reason, size_t capacity);
-// Waits until this process holds the lock of the directory `path` among the
-// processes that take it the same way. Gives a handle for kelUnlockDirectory,
-// or -1 when the directory cannot be opened. Not re-entrant: a second lock of
-// the same directory in one process waits for ever.
+// Takes the lock of the directory `path` among the processes that take it the
+// same way, without waiting. Gives a handle for kelUnlockDirectory, -1 when
+// the directory cannot be opened, or -2 when another process holds the lock.
 int kelLockDirectory(const char16_t* path);
 void kelUnlockDirectory(int handle);
 // True when `path` (canonical wide form) does not depend on the current

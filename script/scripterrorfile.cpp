@@ -62,7 +62,17 @@ void tellUser(const KelPath& file, const char* reason)
     engine->reportError(message, 0);
 }
 
-const char kFileName[] = "python_script_errors.log";
+const char kFileName[] = "python_script_errors";
+
+KelPath fileIn(const KelPath& directory, bool shared)
+{
+    std::string name = kFileName;
+    if (!shared)
+        name += "-" + std::to_string(kelProcessId());
+    KelPath file = directory;
+    file.append((name + ".log").c_str());
+    return file;
+}
 
 }  // namespace
 
@@ -74,18 +84,15 @@ ScriptErrorFile::ScriptErrorFile()
     run.told = false;
     run.opened = false;
     run.directory = absolute(KelPath(kelDirectory("macros")));
-    run.file = run.directory;
-    run.file.append(kFileName);
     run.lock = kelLockDirectory(run.directory.forOpen().chars());
+    run.file = fileIn(run.directory, run.lock != -2);
 }
 
 KelPath ScriptErrorFile::currentPath()
 {
     if (outerRun().depth > 0)
         return outerRun().file;
-    KelPath file = absolute(KelPath(kelDirectory("macros")));
-    file.append(kFileName);
-    return file;
+    return fileIn(absolute(KelPath(kelDirectory("macros"))), true);
 }
 
 ScriptErrorFile::~ScriptErrorFile()

@@ -9,10 +9,12 @@
 //     symbolic link and never waiting on a FIFO, so nothing planted under
 //     its name is written to or hangs the run;
 //   - the outermost file-mode run of a process holds the lock of the
-//     directory until it ends, so runs of several processes in one directory
-//     take turns and each reads back its own text. Nested runs (runString
-//     inside runFile or from a host command) share the outer run's lock and
-//     path.
+//     directory until it ends, so no other process's run uses the name
+//     meanwhile. A run that finds the lock taken does not wait for it (the
+//     other run may be its own parent, waiting for it): it uses
+//     "python_script_errors-<process id>.log" instead, so each run reads
+//     back its own text, whole. Nested runs (runString inside runFile or
+//     from a host command) share the outer run's lock and path.
 // Everything belongs on the thread that runs Python.
 #pragma once
 

@@ -49,18 +49,20 @@ TEST_F(KelhostErrorFileTest, NothingPlantedUnderItsNameIsWrittenOrWaitedOn)
         const char* what;
         const char* reason;
     } cases[] = {{"symlink", "it is a symbolic link"}, {"fifo", "it is not a regular file"},
-                 {"directory", "Is a directory"}, {"hardlink", "it has other names"}};
+                 {"directory", "Is a directory"}, {"hardlink", "it has other names"},
+                 {"no macros directory", "No such file or directory"}};
     for (const auto& c : cases) {
         fs::remove_all(dir.file("macros"));
-        fs::create_directory(dir.file("macros"));
         std::string what = c.what;
+        if (what != "no macros directory")
+            fs::create_directory(dir.file("macros"));
         if (what == "symlink")
             fs::create_symlink(target, planted);
         else if (what == "fifo")
             ASSERT_EQ(mkfifo(planted.c_str(), 0600), 0);
         else if (what == "directory")
             fs::create_directory(planted);
-        else
+        else if (what == "hardlink")
             fs::create_hard_link(target, planted);
         KelhostRun run = shell("timeout 20 \"$K\" --macros macros exec '1/0'");
         EXPECT_EQ(run.status, 1) << what;
@@ -69,7 +71,7 @@ TEST_F(KelhostErrorFileTest, NothingPlantedUnderItsNameIsWrittenOrWaitedOn)
                                "last):\n  File \"<string>\", line 1, in <module>\nZeroDivisionError: division by "
                                "zero\n")
             << what;
-        EXPECT_TRUE(fs::exists(fs::symlink_status(planted))) << what << ": somebody else's, left alone";
+        EXPECT_EQ(fs::exists(fs::symlink_status(planted)), what != "no macros directory") << what << ": left alone";
         EXPECT_EQ(readFile(target), "keep") << what;
     }
 }
@@ -88,6 +90,16 @@ TEST_F(KelhostErrorFileTest, ConcurrentFailingRunsEachReportTheirOwnWholeError)
                        "in <module>\nValueError: run " + std::to_string(i) + " " + std::string(3000, 'x') + "\n\n")
             << "run " << i;
     }
+    EXPECT_TRUE(fs::is_empty(dir.file("macros")));
+
+    // A run inside a run of the same directory (the outer one waits for it)
+    // neither waits for the outer run's file nor shares it.
+    KelhostRun nested = shell("timeout 30 \"$K\" --macros macros exec 'import subprocess, sys\n"
+                              "subprocess.run([\"" KELHOST_PATH "\", \"--macros\", \"macros\", \"exec\", "
+                              "\"raise KeyError(\\\"inner\\\")\"])\nraise KeyError(\"outer\")'");
+    EXPECT_EQ(nested.status, 1);
+    EXPECT_TRUE(contains(nested.out, "in <module>\nKeyError: 'inner'\n\nPython interpreter error:\nTraceback")) << nested.out;
+    EXPECT_TRUE(contains(nested.out, "line 3, in <module>\nKeyError: 'outer'\n")) << nested.out;
     EXPECT_TRUE(fs::is_empty(dir.file("macros")));
 }
 
