@@ -6,6 +6,7 @@
 #include "component/componentid.h"
 #include "component/kelobjectarray.h"
 #include "host/hostdatastore.h"
+#include "host/hostinterrupt.h"
 #include "host/hostscripting.h"
 #include "host/kelhost_app.h"
 #include "script/scriptinterpreterpython.h"
@@ -53,11 +54,13 @@ int32_t ScriptRunner::runFile(const std::string& path, const std::vector<std::st
     argv.push(KelCString(path.c_str()));
     for (const std::string& arg : args)
         argv.push(KelCString(arg.c_str()));
+    HostInterruptScope interruptible;
     return python_->runFileWithArgs(kelUnitsOfUtf8(path, KelBadByte::replace), argv);
 }
 
 int32_t ScriptRunner::runText(const std::string& text)
 {
+    HostInterruptScope interruptible;
     return interpreter_->runString(kelUnitsOfUtf8(text, KelBadByte::replace));
 }
 

@@ -122,18 +122,25 @@ int ScriptErrorFile::open()
     return fd;
 }
 
+// A script can write gigabytes there: the message shows the head of the
+// file, which is the most a user reads and always fits the host's strings.
 std::string ScriptErrorFile::read() const
 {
+    const size_t kShownBytes = 1 << 20;
     std::string bytes;
     char reason[256];
     int fd = kelOpenOwnFile(path().forOpen().chars(), false, reason, sizeof reason);
     if (fd < 0)
         return bytes;
-    char buffer[8192];
+    bytes.resize(kShownBytes + 1);
+    size_t size = 0;
     long long got;
-    while ((got = kelRead(fd, buffer, sizeof buffer)) > 0)
-        bytes.append(buffer, static_cast<size_t>(got));
+    while (size < bytes.size() && (got = kelRead(fd, &bytes[size], bytes.size() - size)) > 0)
+        size += static_cast<size_t>(got);
     kelClose(fd);
+    bytes.resize(size < kShownBytes ? size : kShownBytes);
+    if (size > kShownBytes)
+        bytes += "\n...";
     return bytes;
 }
 

@@ -39,7 +39,8 @@ public:
     // caller owns, or -1. The first failure of an outermost run is told to
     // the user once, with the reason.
     int open();
-    // What the file holds now; empty when it is gone or cannot be read.
+    // What the file holds now, its first megabyte and "\n..." when there is
+    // more; empty when it is gone or cannot be read.
     std::string read() const;
     void remove() const;
 };

@@ -18,6 +18,11 @@
 
 class ScriptErrorFile;
 
+// Gives the output classes OutputOverride and ErrorOverride, where a text has
+// just defined them, the rest of a text stream's operations (flush, isatty,
+// writable, encoding, errors, ...).
+void kelGiveTextStreamMethods();
+
 class IPythonScriptInterpreter : public virtual IKelUnknown {
 public:
     static constexpr char interfaceName[] = "IPythonScriptInterpreter";

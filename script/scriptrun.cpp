@@ -67,7 +67,8 @@ bool installErrorFile(ScriptErrorFile& errorFile, const char* before)
     int fd = errorFile.open();
     if (fd < 0)
         return false;
-    std::string text = std::string(before) + "fsock_err = open(" + std::to_string(fd) + ", 'w')\nsys.stderr = fsock_err\n";
+    std::string text = std::string(before) + "fsock_err = open(" + std::to_string(fd) +
+                       ", 'w', errors='backslashreplace')\nsys.stderr = fsock_err\n";
     if (kelPythonRunOwnText(text) == 0)
         return true;
     kelClose(fd);  // Python did not take it
@@ -120,6 +121,8 @@ int32_t ScriptInterpreterPython::runFile(const KelWideString& path)
 {
     if (!scriptFactory)
         return 0;
+    if (!kelPythonUsable())
+        return -1;
     bindCommands(commands);
     bool console = settingOn("Scripting/ShowScriptingConsole");
     std::optional<ScriptErrorFile> errorFile;
@@ -127,6 +130,7 @@ int32_t ScriptInterpreterPython::runFile(const KelWideString& path)
     if (console) {
         run("errFileName = " + kelPythonPathLiteral(ScriptErrorFile::currentPath().forOpen()));
         run(kConsoleRunText);
+        kelGiveTextStreamMethods();
     } else {
         errorFile.emplace();
         run("errFileName = u" + kelPythonPathLiteral(errorFile->path().forOpen()));
@@ -136,8 +140,9 @@ int32_t ScriptInterpreterPython::runFile(const KelWideString& path)
     try {
         if (settingOn("Advanced/python debug")) {
             int status = 0;
+            kelPythonTakeRunFailure();  // what an earlier run left
             if (kelPythonRunFile(path, &status))
-                result = status;
+                result = kelPythonTakeRunFailure() || kelPythonFlushOutput() != 0 ? -1 : status;
         } else {
             result = ScriptInterpreter::runFile(path);
         }
@@ -156,6 +161,8 @@ int32_t ScriptInterpreterPython::runString(const KelWideString& text)
 {
     if (!scriptFactory)
         return 0;
+    if (!kelPythonUsable())
+        return -1;
     bool console = settingOn("Scripting/ShowScriptingConsole");
     std::optional<ScriptErrorFile> errorFile;
     bool installed = false;
@@ -167,11 +174,14 @@ int32_t ScriptInterpreterPython::runString(const KelWideString& text)
         installed = installErrorFile(*errorFile, "");
     }
     int32_t result = -1;
+    kelPythonTakeRunFailure();  // what an earlier run left
     try {
         result = kelPythonRunText(kelUtf8OfUnits(text.chars(), KelLoneSurrogate::threeBytes).c_str());
     } catch (...) {
         result = -1;
     }
+    if (kelPythonTakeRunFailure() || kelPythonFlushOutput() != 0)
+        result = -1;
     restoreStreams(result, errorFile ? &*errorFile : nullptr, installed);
     if (errorFile)
         errorFile->remove();

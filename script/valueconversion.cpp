@@ -3,7 +3,9 @@
 // source file, where the conversions belong.
 #include "script/valueconversion.h"
 
+#include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <string>
 
 #include "component/iptr.h"
@@ -46,26 +48,43 @@ IScriptValue* intToValue(IScriptFactory* factory, PyObject* pyObj)
     return factory->makeInt(static_cast<int32_t>(static_cast<uint32_t>(wide)));
 }
 
+IScriptValue* refuseLongText(const char* what, Py_ssize_t length, int32_t limit)
+{
+    PyErr_Format(PyExc_OverflowError, "%s of length %zd is longer than the host's strings hold (%d)", what, length,
+                 static_cast<int>(limit));
+    return nullptr;
+}
+
 IScriptValue* bytesToValue(IScriptFactory* factory, PyObject* pyObj)
 {
     // The factory keeps its own copy, so the bytes object's buffer is only
     // borrowed; the copy ends at the first zero byte.
-    KelCString text(PyBytes_AS_STRING(pyObj), kelBorrow);
+    const char* data = PyBytes_AS_STRING(pyObj);
+    const auto size = static_cast<size_t>(PyBytes_GET_SIZE(pyObj));
+    const void* zero = std::memchr(data, 0, size);
+    const size_t length = zero ? static_cast<size_t>(static_cast<const char*>(zero) - data) : size;
+    if (length > static_cast<size_t>(KelCString::maxLength))
+        return refuseLongText("bytes", static_cast<Py_ssize_t>(length), KelCString::maxLength);
+    KelCString text(data, kelBorrow);
     return factory->makeString(text);
 }
 
 // Appends the UTF-16 code units of `text` up to its first zero character.
-// Code points from the surrogate range are kept as single units.
-void appendUnits(std::u16string& units, PyObject* text)
+// Code points from the surrogate range are kept as single units. False when
+// the units would pass KelWideString::maxLength.
+bool appendUnits(std::u16string& units, PyObject* text)
 {
     const int kind = PyUnicode_KIND(text);
     const void* data = PyUnicode_DATA(text);
     const Py_ssize_t length = PyUnicode_GET_LENGTH(text);
-    units.reserve(static_cast<size_t>(length) + 1);
+    const auto limit = static_cast<size_t>(KelWideString::maxLength);
+    units.reserve(std::min(static_cast<size_t>(length), limit) + 1);
     for (Py_ssize_t i = 0; i < length; ++i) {
         const Py_UCS4 c = PyUnicode_READ(kind, data, i);
         if (c == 0)
             break;
+        if (units.size() + 2 > limit && units.size() + (c < 0x10000 ? 1 : 2) > limit)
+            return false;
         if (c < 0x10000) {
             units.push_back(static_cast<char16_t>(c));
         } else {
@@ -73,6 +92,7 @@ void appendUnits(std::u16string& units, PyObject* text)
             units.push_back(static_cast<char16_t>(0xDC00 + ((c - 0x10000) & 0x3FF)));
         }
     }
+    return true;
 }
 
 IScriptValue* strToValue(IScriptFactory* factory, PyObject* pyObj)
@@ -82,7 +102,8 @@ IScriptValue* strToValue(IScriptFactory* factory, PyObject* pyObj)
         return nullptr;
     }
     std::u16string units;
-    appendUnits(units, pyObj);
+    if (!appendUnits(units, pyObj))
+        return refuseLongText("str", PyUnicode_GET_LENGTH(pyObj), KelWideString::maxLength);
     // Borrowed for the call: makeUnicodeString keeps its own copy.
     KelWideString text(units.c_str(), kelBorrow);
     return factory->makeUnicodeString(text);
