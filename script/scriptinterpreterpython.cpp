@@ -15,7 +15,7 @@
 #include "memory/keltranslator.h"
 #include "script/commandbridge.h"
 #include "script/pyref.h"
-#include "script/pythonliteral.h"
+#include "text/pythonliteral.h"
 #include "script/pythonrun.h"
 #include "text/utf16text.h"
 

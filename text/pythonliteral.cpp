@@ -1,5 +1,5 @@
 // Python source literals for recorded scripts.
-#include "script/pythonliteral.h"
+#include "text/pythonliteral.h"
 
 #include <charconv>
 #include <cmath>
