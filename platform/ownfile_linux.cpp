@@ -60,6 +60,8 @@ int kelOpenOwnFile(const char16_t* path, bool create, char* reason, size_t capac
         refused = "it is not a regular file";
     else if (status.st_nlink != 1)
         refused = "it has other names";
+    else if (status.st_uid != ::geteuid())
+        refused = "it belongs to another user";
     else if (::fcntl(fd, F_SETFL, flags & ~O_NONBLOCK & (O_ACCMODE | O_APPEND)) != 0 ||
              (create && ::ftruncate(fd, 0) != 0))
         refused = std::strerror(errno);

@@ -84,10 +84,10 @@ bool kelReadWideTextFile(const char16_t* path, bool (*piece)(void* context, cons
 //
 // Opens `path` (canonical wide form) never through a symbolic link, never
 // waiting on a FIFO or a device, and only when it is a regular file with one
-// name. With `create` the file is opened write-only, made when missing (owner
-// read and write) and emptied once it is known to be such a file; without,
-// read-only. Gives a descriptor, or -1 with a short reason in `reason` (cut
-// to `capacity` bytes, terminated).
+// name that belongs to this process's user. With `create` the file is opened
+// write-only, made when missing (owner read and write) and emptied once it
+// is known to be such a file; without, read-only. Gives a descriptor, or -1
+// with a short reason in `reason` (cut to `capacity` bytes, terminated).
 int kelOpenOwnFile(const char16_t* path, bool create, char* reason, size_t capacity);
 // Takes the lock of the directory `path` among the processes that take it the
 // same way, without waiting. Gives a handle for kelUnlockDirectory, -1 when
@@ -97,7 +97,7 @@ void kelUnlockDirectory(int handle);
 // True when `path` (canonical wide form) does not depend on the current
 // directory.
 bool kelIsAbsolutePath(const char16_t* path);
-// The native path of the current directory, UTF-8 as the file system has it.
+// The native path of the current directory, the bytes the file system has.
 // Writes at most `capacity` bytes including the terminator; gives the length
 // without it, 0 on failure (a result >= capacity means the text was cut).
 size_t kelCurrentDirectory(char* out, size_t capacity);
