@@ -4,9 +4,9 @@
 #include <vector>
 
 #include "component/iptr.h"
-#include "script/scripthost.h"
 #include "memory/keltranslator.h"
 #include "platform/platform.h"
+#include "script/scripthost.h"
 #include "text/utf16text.h"
 
 namespace {

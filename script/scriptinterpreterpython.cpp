@@ -15,8 +15,8 @@
 #include "memory/keltranslator.h"
 #include "script/commandbridge.h"
 #include "script/pyref.h"
-#include "text/pythonliteral.h"
 #include "script/pythonrun.h"
+#include "text/pythonliteral.h"
 #include "text/utf16text.h"
 
 ScriptInterpreterPython* ScriptInterpreterPython::instance_ = nullptr;
