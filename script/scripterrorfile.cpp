@@ -50,16 +50,9 @@ KelPath absolute(const KelPath& path)
 
 void tellUser(const KelPath& file, const char* reason)
 {
-    SPtr<IScriptEngine> engine;
-    if (!engine)
-        return;
-    std::string detail = "cannot write the error file " +
+    kelReportPythonError("cannot write the error file " +
                          kelUtf8OfUnits(file.forOpen().chars(), KelLoneSurrogate::replace) + " (" + reason +
-                         "); Python's errors go to the standard error stream";
-    KelWideString text = kelUnitsOfUtf8(detail, KelBadByte::keep);
-    KelWideString message;
-    kelTranslate(&message, "Python interpreter error:\n%1", &text);
-    engine->reportError(message, 0);
+                         "); Python's errors go to the standard error stream");
 }
 
 const char kFileName[] = "python_script_errors";
@@ -75,6 +68,19 @@ KelPath fileIn(const KelPath& directory, bool shared)
 }
 
 }  // namespace
+
+void kelReportPythonError(const std::string& bytes)
+{
+    KelWideString text = kelUnitsOfUtf8(bytes, KelBadByte::keep);
+    if (text.isEmpty())
+        return;
+    SPtr<IScriptEngine> engine;
+    if (!engine)
+        return;
+    KelWideString message;
+    kelTranslate(&message, "Python interpreter error:\n%1", &text);
+    engine->reportError(message, 0);
+}
 
 ScriptErrorFile::ScriptErrorFile()
 {

@@ -72,9 +72,8 @@ public:
 private:
     void createModule(const std::string& importText);
     void runStartup(const std::string& importText);
-    // The report of a failed run; the streams put back after a run (in file
-    // mode with the error file, which `installed` says was sys.stderr).
-    void reportFailure(const std::string& bytes);
+    // The streams put back after a run (in file mode with the error file,
+    // which `installed` says was sys.stderr) and a failure reported.
     void restoreStreams(int32_t result, ScriptErrorFile* errorFile, bool installed);
     bool writeArgument(std::ostream& out, IScriptActualArg* arg);
     bool writeValueAt(std::ostream& out, IScriptValue* val, int depth);

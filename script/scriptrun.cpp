@@ -77,21 +77,6 @@ bool installErrorFile(ScriptErrorFile& errorFile, const char* before)
 
 }  // namespace
 
-// The error file holds what Python wrote, UTF-8; a byte that is not valid
-// UTF-8 is kept as a unit of its own value.
-void ScriptInterpreterPython::reportFailure(const std::string& bytes)
-{
-    KelWideString text = kelUnitsOfUtf8(bytes, KelBadByte::keep);
-    if (text.isEmpty())
-        return;
-    SPtr<IScriptEngine> engine;
-    if (!engine)
-        return;
-    KelWideString message;
-    kelTranslate(&message, "Python interpreter error:\n%1", &text);
-    engine->reportError(message, 0);
-}
-
 // Puts the streams back after a run and, outside the console, hands a
 // failed run's error text to the host. When the file could not take the
 // text (a full disk, a file size limit), its close fails: the traceback then
@@ -114,7 +99,7 @@ void ScriptInterpreterPython::restoreStreams(int32_t result, ScriptErrorFile* er
     std::string text = errorFile->read();
     if (!closeFailure.empty())
         text = kelPythonLastTraceback() + "(the error file could not take this text: " + closeFailure + ")\n";
-    reportFailure(text);
+    kelReportPythonError(text);
 }
 
 int32_t ScriptInterpreterPython::runFile(const KelWideString& path)
