@@ -15,7 +15,6 @@
 #include <string>
 
 #include "component/hostservices.h"
-#include "memory/keltranslator.h"
 #include "platform/platform.h"
 #include "script/pythonrun.h"
 #include "script/scripterrorfile.h"
