@@ -16,11 +16,6 @@
 #include "script/valueconversion.h"
 #include "text/kelwidestring.h"
 
-namespace {
-
-const char kSourceFile[] = ".\\scriptinterpreterpython";
-
-// Tells the user through the host's script engine, when the host has one.
 void reportToUser(const char* message, const std::string& argument)
 {
     SPtr<IScriptEngine> engine;
@@ -33,6 +28,10 @@ void reportToUser(const char* message, const std::string& argument)
     kelTranslate(&text, message, &wide);
     engine->reportError(text, 0);
 }
+
+namespace {
+
+const char kSourceFile[] = ".\\scriptinterpreterpython";
 
 // The same failure reaches the script as a TypeError it may catch, and the
 // user through the host.

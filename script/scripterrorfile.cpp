@@ -3,10 +3,8 @@
 
 #include <vector>
 
-#include "component/iptr.h"
-#include "memory/keltranslator.h"
 #include "platform/platform.h"
-#include "script/scripthost.h"
+#include "script/commandbridge.h"
 #include "text/utf16text.h"
 
 namespace {
@@ -50,9 +48,9 @@ KelPath absolute(const KelPath& path)
 
 void tellUser(const KelPath& file, const char* reason)
 {
-    kelReportPythonError("cannot write the error file " +
-                         kelUtf8OfUnits(file.forOpen().chars(), KelLoneSurrogate::replace) + " (" + reason +
-                         "); Python's errors go to the standard error stream");
+    std::string path = kelUtf8OfUnits(file.forOpen().chars(), KelLoneSurrogate::replace);
+    reportToUser("Python interpreter error:\n%1", "cannot write the error file " + path + " (" + reason +
+                                                       "); Python's errors go to the standard error stream");
 }
 
 const char kFileName[] = "python_script_errors";
@@ -68,19 +66,6 @@ KelPath fileIn(const KelPath& directory, bool shared)
 }
 
 }  // namespace
-
-void kelReportPythonError(const std::string& bytes)
-{
-    KelWideString text = kelUnitsOfUtf8(bytes, KelBadByte::keep);
-    if (text.isEmpty())
-        return;
-    SPtr<IScriptEngine> engine;
-    if (!engine)
-        return;
-    KelWideString message;
-    kelTranslate(&message, "Python interpreter error:\n%1", &text);
-    engine->reportError(message, 0);
-}
 
 ScriptErrorFile::ScriptErrorFile()
 {

@@ -22,11 +22,6 @@
 
 #include "memory/kelpath.h"
 
-// Tells the user "Python interpreter error:\n" and `bytes` (UTF-8; a byte
-// that is not valid UTF-8 is kept as a unit of its own value) through the
-// host's IScriptEngine; nothing when `bytes` is empty or there is no engine.
-void kelReportPythonError(const std::string& bytes);
-
 class ScriptErrorFile {
 public:
     // Builds the path and, for the outermost run, takes the directory's lock.

@@ -13,6 +13,7 @@
 #include "component/kelassert.h"
 #include "memory/kelpath.h"
 #include "memory/keltranslator.h"
+#include "memory/qtxrealloc.h"
 #include "script/commandbridge.h"
 #include "script/pyref.h"
 #include "script/pythonrun.h"
@@ -107,24 +108,6 @@ const char kTextStreamText[] =
     "            cls.encoding = 'utf-8'\n"
     "            cls.errors = 'surrogatepass'\n";
 
-bool settingOn(const char* key)
-{
-    SPtr<IDataStore> store;
-    return store && store->getBool(key, 0) == 1;
-}
-
-// A start that failed is told to the user once; every later run gives -1.
-void reportStartFailure(const std::string& reason)
-{
-    SPtr<IScriptEngine> engine;
-    if (!engine)
-        return;
-    KelWideString message;
-    const KelWideString wide = kelUnitsOfUtf8(reason, KelBadByte::keep);
-    kelTranslate(&message, "Python could not start:\n%1", &wide);
-    engine->reportError(message, 0);
-}
-
 // The name under which a command is published: its text, with bytes that
 // are not UTF-8 written as \xNN escapes.
 PyRef publishedName(const char* name)
@@ -136,7 +119,9 @@ PyRef publishedName(const char* name)
 const char* keptCopy(const char* text)
 {
     const size_t size = std::strlen(text) + 1;
-    return static_cast<const char*>(std::memcpy(std::malloc(size), text, size));
+    void* block = nullptr;
+    qtxMalloc(&block, 1, static_cast<int>(size));  // never null; names are short
+    return static_cast<const char*>(std::memcpy(block, text, size));
 }
 
 KelWideString translatedLanguageName()
@@ -172,6 +157,12 @@ bool isPlainName(const char* name)
 
 }  // namespace
 
+bool kelSettingOn(const char* key)
+{
+    SPtr<IDataStore> store;
+    return store && store->getBool(key, 0) == 1;
+}
+
 void kelGiveTextStreamMethods()
 {
     kelPythonRunOwnText("_kelTextStreams()\n");
@@ -186,8 +177,8 @@ ScriptInterpreterPython::ScriptInterpreterPython() : ScriptInterpreter(translate
     modulePrefix.assign("kel");
     statementEnd.assign("");
     std::string failure;
-    if (kelPythonStart(settingOn("Advanced/python environment"), &failure) == KelPythonStart::failed)
-        reportStartFailure(failure);
+    if (kelPythonStart(kelSettingOn("Advanced/python environment"), &failure) == KelPythonStart::failed)
+        reportToUser("Python could not start:\n%1", failure);  // once; every run gives -1
     else
         kelPythonRunOwnText(kUnraisableGuardText);
     startupDone = false;

@@ -18,6 +18,9 @@
 
 class ScriptErrorFile;
 
+// True when the host's setting `key` is on: getBool of IDataStore gives 1.
+bool kelSettingOn(const char* key);
+
 // Gives the output classes OutputOverride and ErrorOverride, where a text has
 // just defined them, the rest of a text stream's operations (flush, isatty,
 // writable, encoding, errors, ...).

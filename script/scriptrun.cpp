@@ -14,8 +14,8 @@
 #include <optional>
 #include <string>
 
-#include "component/hostservices.h"
 #include "platform/platform.h"
+#include "script/commandbridge.h"
 #include "script/pythonrun.h"
 #include "script/scripterrorfile.h"
 #include "script/scriptinterpreterpython.h"
@@ -47,12 +47,6 @@ const char kExitOverrideText[] =
 
 const char kRestoreBothText[] = "sys.stderr = sys.__stderr__\nsys.stdout = sys.__stdout__\n";
 const char kRestoreErrorText[] = "sys.stderr = sys.__stderr__\nfsock_err.close()\n";
-
-bool settingOn(const char* key)
-{
-    SPtr<IDataStore> store;
-    return store && store->getBool(key, 0) == 1;
-}
 
 void run(const std::string& text)
 {
@@ -98,7 +92,8 @@ void ScriptInterpreterPython::restoreStreams(int32_t result, ScriptErrorFile* er
     std::string text = errorFile->read();
     if (!closeFailure.empty())
         text = kelPythonLastTraceback() + "(the error file could not take this text: " + closeFailure + ")\n";
-    kelReportPythonError(text);
+    if (!text.empty())
+        reportToUser("Python interpreter error:\n%1", text);
 }
 
 int32_t ScriptInterpreterPython::runFile(const KelWideString& path)
@@ -108,7 +103,7 @@ int32_t ScriptInterpreterPython::runFile(const KelWideString& path)
     if (!kelPythonUsable())
         return -1;
     bindCommands(commands);
-    bool console = settingOn("Scripting/ShowScriptingConsole");
+    bool console = kelSettingOn("Scripting/ShowScriptingConsole");
     std::optional<ScriptErrorFile> errorFile;
     bool installed = false;
     if (console) {
@@ -122,7 +117,7 @@ int32_t ScriptInterpreterPython::runFile(const KelWideString& path)
     }
     int32_t result = kelPythonRunOwnText(kExitOverrideText);
     try {
-        if (settingOn("Advanced/python debug")) {
+        if (kelSettingOn("Advanced/python debug")) {
             int status = 0;
             kelPythonTakeRunFailure();  // what an earlier run left
             if (kelPythonRunFile(path, &status))
@@ -147,7 +142,7 @@ int32_t ScriptInterpreterPython::runString(const KelWideString& text)
         return 0;
     if (!kelPythonUsable())
         return -1;
-    bool console = settingOn("Scripting/ShowScriptingConsole");
+    bool console = kelSettingOn("Scripting/ShowScriptingConsole");
     std::optional<ScriptErrorFile> errorFile;
     bool installed = false;
     if (console) {
@@ -174,6 +169,7 @@ int32_t ScriptInterpreterPython::runString(const KelWideString& text)
 
 int32_t ScriptInterpreterPython::runFileWithArgs(const KelWideString& path, const KelObjectArray<KelCString>& args)
 {
-    kelPythonSetArgv(args);
+    if (kelPythonUsable())
+        kelPythonSetArgv(args);
     return runFile(path);
 }

@@ -3,7 +3,6 @@
 // source file, where the conversions belong.
 #include "script/valueconversion.h"
 
-#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <string>
@@ -69,22 +68,33 @@ IScriptValue* bytesToValue(IScriptFactory* factory, PyObject* pyObj)
     return factory->makeString(text);
 }
 
-// Appends the UTF-16 code units of `text` up to its first zero character.
-// Code points from the surrogate range are kept as single units. False when
-// the units would pass KelWideString::maxLength.
-bool appendUnits(std::u16string& units, PyObject* text)
+// The UTF-16 code units of `text` up to its first zero character, counted
+// before anything is copied, so that a text too long for the host costs no
+// copy.
+Py_ssize_t unitCount(int kind, const void* data, Py_ssize_t length)
 {
-    const int kind = PyUnicode_KIND(text);
-    const void* data = PyUnicode_DATA(text);
-    const Py_ssize_t length = PyUnicode_GET_LENGTH(text);
-    const auto limit = static_cast<size_t>(KelWideString::maxLength);
-    units.reserve(std::min(static_cast<size_t>(length), limit) + 1);
+    if (kind == PyUnicode_1BYTE_KIND) {
+        const void* zero = std::memchr(data, 0, static_cast<size_t>(length));
+        return zero ? static_cast<const char*>(zero) - static_cast<const char*>(data) : length;
+    }
+    Py_ssize_t units = 0;
     for (Py_ssize_t i = 0; i < length; ++i) {
         const Py_UCS4 c = PyUnicode_READ(kind, data, i);
         if (c == 0)
             break;
-        if (units.size() + 2 > limit && units.size() + (c < 0x10000 ? 1 : 2) > limit)
-            return false;
+        units += c < 0x10000 ? 1 : 2;
+    }
+    return units;
+}
+
+// Appends the UTF-16 code units of `text` up to its first zero character.
+// Code points from the surrogate range are kept as single units.
+void appendUnits(std::u16string& units, int kind, const void* data, Py_ssize_t length)
+{
+    for (Py_ssize_t i = 0; i < length; ++i) {
+        const Py_UCS4 c = PyUnicode_READ(kind, data, i);
+        if (c == 0)
+            break;
         if (c < 0x10000) {
             units.push_back(static_cast<char16_t>(c));
         } else {
@@ -92,7 +102,6 @@ bool appendUnits(std::u16string& units, PyObject* text)
             units.push_back(static_cast<char16_t>(0xDC00 + ((c - 0x10000) & 0x3FF)));
         }
     }
-    return true;
 }
 
 IScriptValue* strToValue(IScriptFactory* factory, PyObject* pyObj)
@@ -101,9 +110,15 @@ IScriptValue* strToValue(IScriptFactory* factory, PyObject* pyObj)
         PyErr_Clear();
         return nullptr;
     }
+    const int kind = PyUnicode_KIND(pyObj);
+    const void* data = PyUnicode_DATA(pyObj);
+    const Py_ssize_t length = PyUnicode_GET_LENGTH(pyObj);
+    const Py_ssize_t count = unitCount(kind, data, length);
+    if (count > KelWideString::maxLength)
+        return refuseLongText("str", count, KelWideString::maxLength);
     std::u16string units;
-    if (!appendUnits(units, pyObj))
-        return refuseLongText("str", PyUnicode_GET_LENGTH(pyObj), KelWideString::maxLength);
+    units.reserve(static_cast<size_t>(count) + 1);
+    appendUnits(units, kind, data, length);
     // Borrowed for the call: makeUnicodeString keeps its own copy.
     KelWideString text(units.c_str(), kelBorrow);
     return factory->makeUnicodeString(text);
