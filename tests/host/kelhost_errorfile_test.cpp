@@ -80,6 +80,22 @@ TEST_F(KelhostErrorFileTest, NothingPlantedUnderItsNameIsWrittenOrWaitedOn)
     }
 }
 
+TEST_F(KelhostErrorFileTest, AReadOnlyMacrosDirectoryGivesOneMessage)
+{
+    // Only another user meets a read-only directory: the superuser writes
+    // anywhere.
+    if (getuid() != 0 || std::system("command -v setpriv >/dev/null") != 0)
+        GTEST_SKIP() << "needs the superuser and setpriv";
+    fs::create_directory(dir.file("macros"));
+    fs::permissions(dir.path(), fs::perms::owner_all | fs::perms::others_read | fs::perms::others_exec);
+    fs::permissions(dir.file("macros"), fs::perms::owner_all | fs::perms::others_read | fs::perms::others_exec);
+    KelhostRun run = shell("setpriv --reuid=65534 --regid=65534 --clear-groups \"$K\" --macros macros exec "
+                           "'print(\"ran\")'");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.out, "Python interpreter error:\ncannot write the error file " + dir.file("macros/") + kErrorFile +
+                           " (Permission denied); Python's errors go to the standard error stream\nran\n");
+}
+
 TEST_F(KelhostErrorFileTest, ConcurrentFailingRunsEachReportTheirOwnWholeError)
 {
     fs::create_directory(dir.file("macros"));
