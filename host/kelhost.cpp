@@ -15,7 +15,8 @@ namespace {
 void addCommonOptions(CLI::App& app, KelHostOptions& options)
 {
     app.add_option("--component", options.component, "The component library (default: python.so beside kelhost)");
-    app.add_option("--macros", options.macrosDir, "The macros directory (default: kelhost-<user id> in the temporary directory)");
+    app.add_option("--macros", options.macrosDir,
+                   "The macros directory (default: kelhost-<user id> in the temporary directory)");
     app.add_option("--temp", options.tempDir, "The temporary directory (default: the system's)");
     app.add_option("--logs", options.logsDir, "The logs directory (default: as --macros)");
     app.add_option_function<std::vector<std::string>>(

@@ -118,7 +118,8 @@ TEST_F(KelhostErrorFileTest, ConcurrentFailingRunsEachReportTheirOwnWholeError)
                               "subprocess.run([\"" KELHOST_PATH "\", \"--macros\", \"macros\", \"exec\", "
                               "\"raise KeyError(\\\"inner\\\")\"])\nraise KeyError(\"outer\")'");
     EXPECT_EQ(nested.status, 1);
-    EXPECT_TRUE(contains(nested.out, "in <module>\nKeyError: 'inner'\n\nPython interpreter error:\nTraceback")) << nested.out;
+    EXPECT_TRUE(contains(nested.out, "in <module>\nKeyError: 'inner'\n\nPython interpreter error:\nTraceback"))
+        << nested.out;
     EXPECT_TRUE(contains(nested.out, "line 3, in <module>\nKeyError: 'outer'\n")) << nested.out;
     EXPECT_TRUE(fs::is_empty(dir.file("macros")));
 }

@@ -144,8 +144,8 @@ TEST_F(KelhostRunTest, ARecordingReplaysToItselfAndRunsNothingElse)
     EXPECT_FALSE(fs::exists("pwned"));
     // A few rows in full: keywords stay keywords, bytes stay bytes.
     std::string text = readFile(first);
-    for (const char* line : {"kel.add(b=2, a=40)\n", "kel.echo(b'bytes \\x80\\xff \"\\'\\\\\\n', b'')", "kel.echo(1e+308, -5e-324, "
-                             "0.1, -0.0, 1e+22, 1e999, (1e999-1e999), 2147483647, True)\n"})
+    for (const char* line : {"kel.add(b=2, a=40)\n", "kel.echo(b'bytes \\x80\\xff \"\\'\\\\\\n', b'')",
+                             "kel.echo(1e+308, -5e-324, 0.1, -0.0, 1e+22, 1e999, (1e999-1e999), 2147483647, True)\n"})
         EXPECT_NE(text.find(line), std::string::npos) << line << " in\n" << text;
 }
 
