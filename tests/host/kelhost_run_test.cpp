@@ -41,7 +41,10 @@ TEST_F(KelhostRunTest, StatusZeroWithArgumentsAndTwoForAMissingFile)
         EXPECT_EQ(run.err, "kelhost: cannot read the script file " + c.path + ": " + c.reason + "\n");
     }
     EXPECT_FALSE(fs::exists(dir.file("python_script_errors.log")));
-    // A pipe runs like a file.
+    // Any name runs, and a pipe runs like a file.
+    KelhostRun odd = kelhost("run " + shellQuote(write("it's \"odd\"\nn\xc3\xa4me $x.py", "print('odd')\n")));
+    EXPECT_EQ(odd.status, 0) << odd.err;
+    EXPECT_EQ(odd.out, "odd\n");
     KelhostRun piped = kelhost("run /dev/stdin", "print('piped')\n");
     EXPECT_EQ(piped.status, 0) << piped.err;
     EXPECT_EQ(piped.out, "piped\n");
