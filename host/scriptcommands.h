@@ -169,12 +169,10 @@ private:
 };
 
 // "IScriptEngine": shows each message to the user on standard error (unless
-// told to be quiet) and keeps the latest ones, in UTF-8, for whoever asks
-// later; a host that runs for long keeps no more than kKeptMessages.
+// told to be quiet) and keeps the latest ones (kHostKeptReports), in UTF-8,
+// for whoever asks later.
 class HostScriptEngine final : public HostScriptObject, public virtual IScriptEngine {
 public:
-    static constexpr size_t kKeptMessages = 32;
-
     void reportError(const KelWideString& message, int32_t flags) override;
 
     // Oldest first.

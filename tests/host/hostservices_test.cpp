@@ -167,14 +167,26 @@ TEST(KelHostTest, StartsTheComponentWithTheHostsServicesAndReportsWhatGoesWrong)
     EXPECT_EQ(host.errors().reports()[0].level, 3);
     EXPECT_EQ(host.errors().reports()[0].context, "ctx");
 }
-TEST(HostScriptEngineTest, KeepsOnlyTheLatestMessages)
+TEST(HostReportingTest, EachServiceKeepsOnlyTheLatestReports)
 {
     IPtr<HostScriptEngine> engine(new HostScriptEngine);
     engine->quiet = true;
-    for (int i = 0; i < 1000; ++i)
+    HostErrorService errors;
+    errors.setStream(nullptr);
+    HostAssertHandler asserts;
+    asserts.setStream(nullptr);
+    for (int i = 0; i < 1000; ++i) {
         engine->reportError(KelWideString(std::to_string(i).c_str()), 0);
-    ASSERT_EQ(engine->messages().size(), HostScriptEngine::kKeptMessages);
+        errors.reportError(KelWideString(std::to_string(i).c_str()), nullptr, KelCString());
+        asserts.handleAssert("x", "f", i);
+    }
+    const std::string first = std::to_string(1000 - kHostKeptReports);
+    ASSERT_EQ(engine->messages().size(), kHostKeptReports);
+    EXPECT_EQ(engine->messages().front(), first);
     EXPECT_EQ(engine->messages().back(), "999");
-    EXPECT_EQ(engine->messages().front(), std::to_string(1000 - HostScriptEngine::kKeptMessages));
+    ASSERT_EQ(errors.reports().size(), kHostKeptReports);
+    EXPECT_EQ(errors.reports().front().message, first);
+    ASSERT_EQ(asserts.failures().size(), kHostKeptReports);
+    EXPECT_EQ(asserts.failures().back().line, 999);
 }
 }  // namespace
