@@ -50,6 +50,10 @@ void kelHostInstallSignals(const std::string& macros)
     struct sigaction action = {};
     action.sa_handler = onTerminate;
     sigemptyset(&action.sa_mask);
-    sigaction(SIGTERM, &action, nullptr);
-    sigaction(SIGHUP, &action, nullptr);
+    for (int signalNumber : {SIGTERM, SIGHUP}) {
+        struct sigaction previous;
+        // A signal that the caller ignores (nohup) stays ignored.
+        if (sigaction(signalNumber, nullptr, &previous) == 0 && previous.sa_handler != SIG_IGN)
+            sigaction(signalNumber, &action, nullptr);
+    }
 }
