@@ -241,9 +241,17 @@ bool kelPythonTakeRunFailure()
 
 int kelPythonFlushOutput()
 {
+    // As Python does for its own streams at exit: a closed stream, or a
+    // writer without flush, has nothing to flush.
     PyObject* stream = PySys_GetObject("stdout");  // borrowed
-    if (!stream || stream == Py_None)
+    if (!stream || stream == Py_None || !PyObject_HasAttrString(stream, "flush"))
         return 0;
+    PyRef closed = PyRef::steal(PyObject_GetAttrString(stream, "closed"));  // new reference
+    if (!closed)
+        PyErr_Clear();
+    else if (PyObject_IsTrue(closed.get()) == 1)
+        return 0;
+    PyErr_Clear();
     PyRef result = PyRef::steal(PyObject_CallMethod(stream, "flush", nullptr));  // new reference
     if (result)
         return 0;

@@ -192,6 +192,10 @@ TEST_F(KelhostErrorFileTest, OutputThatCannotBeWrittenFailsTheRun)
                                 "'for i in range(100000): print(i)' | head -1 >/dev/null; exit ${PIPESTATUS[0]}");
         EXPECT_EQ(pipe.status, 1) << mode;
     }
+    // A writer of the script's own without flush has nothing to lose.
+    KelhostRun own = shell("\"$K\" --macros . exec 'import sys\nclass W:\n    def write(self, s): pass\n"
+                           "sys.stdout = W()\nprint(1)' >/dev/full");
+    EXPECT_EQ(own.status, 0) << own.out;
 }
 
 }  // namespace
