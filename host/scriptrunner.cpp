@@ -7,6 +7,7 @@
 #include "component/kelobjectarray.h"
 #include "host/hostdatastore.h"
 #include "host/hostinterrupt.h"
+#include "host/hostpath.h"
 #include "host/hostscripting.h"
 #include "host/kelhost_app.h"
 #include "script/scriptinterpreterpython.h"
@@ -55,7 +56,7 @@ int32_t ScriptRunner::runFile(const std::string& path, const std::vector<std::st
     for (const std::string& arg : args)
         argv.push(KelCString(arg.c_str()));
     HostInterruptScope interruptible;
-    return python_->runFileWithArgs(kelUnitsOfUtf8(path, KelBadByte::replace), argv);
+    return python_->runFileWithArgs(kelHostWidePath(path), argv);
 }
 
 int32_t ScriptRunner::runText(const std::string& text)

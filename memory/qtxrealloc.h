@@ -33,7 +33,8 @@ int qtxMalloc(void** block, int elementSize, int count);
 int qtxRealloc(void** block, int elementSize, int curSize, int minNewSize, int maxNewSize = -1);
 
 // The doubling rule of every growing array: size when it covers need,
-// otherwise max(size, 1) doubled until it does.
+// otherwise max(size, 1) doubled until it does, or INT_MAX where doubling
+// would pass it.
 int qtxGrowSize(int size, int need);
 
 // Borrowed: the host's memory manager, looked up once on first use and kept
