@@ -27,13 +27,23 @@ OuterRun& outerRun()
 
 KelPath currentDirectory()
 {
-    std::vector<char> buffer(1024);
-    size_t length = kelCurrentDirectory(buffer.data(), buffer.size());
-    if (length >= buffer.size()) {
-        buffer.resize(length + 1);
-        length = kelCurrentDirectory(buffer.data(), buffer.size());
+    std::vector<char> native(1024);
+    size_t length = kelCurrentDirectory(native.data(), native.size());
+    if (length >= native.size()) {
+        native.resize(length + 1);
+        length = kelCurrentDirectory(native.data(), native.size());
     }
-    return KelPath(kelUnitsOfUtf8(std::string(buffer.data(), length), KelBadByte::keep));
+    native.resize(length + 1);  // whatever came, terminated
+    native[length] = '\0';
+    std::vector<char16_t> wide(native.size() + 1);
+    size_t units = kelWidePath(native.data(), wide.data(), wide.size());
+    if (units >= wide.size()) {
+        wide.resize(units + 1);
+        kelWidePath(native.data(), wide.data(), wide.size());
+    }
+    KelWideString text;
+    text.assign(wide.data());  // a copy of its own: a borrowed text would dangle
+    return KelPath(text);
 }
 
 KelPath absolute(const KelPath& path)

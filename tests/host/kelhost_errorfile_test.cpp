@@ -27,7 +27,7 @@ protected:
     KelhostRun shell(const std::string& line)
     {
         std::string command = "cd " + shellQuote(dir.path()) + " && K=" + shellQuote(KELHOST_PATH) + " && (" + line +
-                              "; echo $? >status) 2>&1 </dev/null | cat >out";
+                              "; echo $? >" + shellQuote(dir.file("status")) + ") 2>&1 </dev/null | cat >out";
         KelhostRun run;
         int done = std::system(("bash -c " + shellQuote(command)).c_str());
         run.status = done == 0 ? std::stoi("0" + readFile(dir.file("status"))) : -1;
@@ -126,17 +126,19 @@ TEST_F(KelhostErrorFileTest, ConcurrentFailingRunsEachReportTheirOwnWholeError)
 
 TEST_F(KelhostErrorFileTest, ARelativeMacrosDirectoryHoldsWhenTheScriptChangesDirectory)
 {
-    fs::create_directories(dir.file("macros"));
-    fs::create_directories(dir.file("elsewhere/macros"));
-    write(std::string("elsewhere/macros/") + kErrorFile, "unrelated");
-    KelhostRun run = shell("\"$K\" --macros macros exec 'import os\nos.chdir(\"elsewhere\")\n"
-                           "print(errFileName == os.path.join(os.path.dirname(os.getcwd()), \"macros\", \"" +
-                           std::string(kErrorFile) + "\"))\n1/0'");
+    // In a current directory whose name is no UTF-8 and holds a backslash.
+    const std::string here = "here\xff\\";
+    fs::create_directories(dir.file(here + "/macros"));
+    fs::create_directories(dir.file(here + "/elsewhere/macros"));
+    write(here + "/elsewhere/macros/" + kErrorFile, "unrelated");
+    KelhostRun run = shell("cd " + shellQuote(here) + " && \"$K\" --macros macros exec 'import os\n"
+                           "os.chdir(\"elsewhere\")\nprint(errFileName == os.path.join(os.path.dirname(os.getcwd()), "
+                           "\"macros\", \"" + std::string(kErrorFile) + "\"))\n1/0'");
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.out, "True\nPython interpreter error:\nTraceback (most recent call last):\n  File \"<string>\", "
                        "line 4, in <module>\nZeroDivisionError: division by zero\n\n");
-    EXPECT_TRUE(fs::is_empty(dir.file("macros")));
-    EXPECT_EQ(readFile(dir.file(std::string("elsewhere/macros/") + kErrorFile)), "unrelated");
+    EXPECT_TRUE(fs::is_empty(dir.file(here + "/macros")));
+    EXPECT_EQ(readFile(dir.file(here + "/elsewhere/macros/" + kErrorFile)), "unrelated");
 }
 
 TEST_F(KelhostErrorFileTest, AFileSizeLimitStillShowsTheScriptsTraceback)
