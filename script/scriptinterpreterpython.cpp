@@ -361,7 +361,7 @@ bool ScriptInterpreterPython::writeValueAt(std::ostream& out, IScriptValue* val,
     }
     if (scriptFactory->isInt(type)) {
         auto* iv = queryValue<IScriptValueInt>(val);
-        out << (iv ? iv->getValue() : 0);
+        out << std::to_string(iv ? iv->getValue() : 0);  // whatever locale the stream has
         return iv != nullptr;
     }
     if (scriptFactory->isDouble(type)) {
