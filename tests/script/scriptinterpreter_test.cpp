@@ -2,6 +2,7 @@
 // interface names are listed with the other classes of the component).
 #include <gtest/gtest.h>
 
+#include <locale>
 #include <sstream>
 
 #include "host/scriptcommands.h"
@@ -136,8 +137,14 @@ TEST_F(ScriptTextTest, EveryLiteralReadsBackAsTheSameValue)
         {f.makeInt(-2147483647 - 1), "-2147483648", "-2147483648"},
         {nested, "[[b''], -0.0]", "[[b''], -0.0]"},
     };
+    // A locale that groups digits must not reach the literals.
+    struct Grouping : std::numpunct<char> {
+        char do_thousands_sep() const override { return ','; }
+        std::string do_grouping() const override { return "\3"; }
+    };
     for (const auto& c : cases) {
         std::ostringstream out;
+        out.imbue(std::locale(std::locale::classic(), new Grouping));
         IPtr<IScriptValue> held(c.value);
         EXPECT_TRUE(scriptTestHost().interpreter->writeValue(out, c.value));
         EXPECT_EQ(out.str(), c.literal);
