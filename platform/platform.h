@@ -103,7 +103,7 @@ bool kelReadWideTextFile(const char16_t* path, bool (*piece)(void* context, cons
                          void* context);
 
 // Files that one run of this process makes and reads back itself (the
-// script engine's error file), in ownfile_linux.cpp.
+// script engine's error file).
 //
 // Opens `path` (canonical wide form) never through a symbolic link, never
 // waiting on a FIFO or a device, and only when it is a regular file with one
