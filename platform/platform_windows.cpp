@@ -7,6 +7,8 @@
 
 #include <windows.h>
 
+#include <aclapi.h>
+
 #include <fcntl.h>
 #include <io.h>
 #include <sys/stat.h>
@@ -95,6 +97,20 @@ size_t copyCut(const Unit* text, Unit* out, size_t capacity)
         out[kept] = 0;
     }
     return length;
+}
+
+// The system's text for an error code, without its line end, cut to fit.
+void systemErrorText(DWORD code, char* out, size_t capacity)
+{
+    char text[512];
+    DWORD length = FormatMessageA(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, code, 0, text,
+                                  sizeof text, nullptr);
+    while (length > 0 && (text[length - 1] == '\n' || text[length - 1] == '\r' || text[length - 1] == ' '))
+        --length;
+    if (length == 0)
+        length = DWORD(std::snprintf(text, sizeof text, "error %lu", (unsigned long)code));
+    text[length] = '\0';
+    copyCut(text, out, capacity);
 }
 
 // The runtime takes counts as unsigned int: larger requests go in as the
@@ -346,18 +362,8 @@ void* kelLoadLibrary(const char* path, char* error, size_t capacity)
 {
     WideText widePath(path);
     HMODULE library = LoadLibraryW(widePath.get());
-    if (!library && error && capacity) {
-        DWORD code = GetLastError();
-        char reason[512];
-        DWORD length = FormatMessageA(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, code, 0,
-                                      reason, sizeof reason, nullptr);
-        while (length > 0 && (reason[length - 1] == '\n' || reason[length - 1] == '\r' || reason[length - 1] == ' '))
-            --length;
-        if (length == 0)
-            length = DWORD(std::snprintf(reason, sizeof reason, "error %lu", (unsigned long)code));
-        reason[length] = '\0';
-        copyCut(reason, error, capacity);
-    }
+    if (!library && error)
+        systemErrorText(GetLastError(), error, capacity);
     return library;
 }
 
@@ -379,6 +385,133 @@ size_t kelExecutablePath(char* out, size_t capacity)
     }
     Utf8Text native(reinterpret_cast<const char16_t*>(wide.data()));
     return copyCut(native.get(), out, capacity);
+}
+
+// ---- files that belong to one run: the error file, its directory's lock ----
+
+namespace {
+
+int failWith(const char* text, char* reason, size_t capacity)
+{
+    if (reason && capacity)
+        copyCut(text, reason, capacity);
+    return -1;
+}
+
+// True when the file's owner is the user this process runs as.
+bool ownedByThisUser(HANDLE file)
+{
+    PSID owner = nullptr;
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    if (GetSecurityInfo(file, SE_FILE_OBJECT, OWNER_SECURITY_INFORMATION, &owner, nullptr, nullptr, nullptr,
+                        &descriptor) != ERROR_SUCCESS)
+        return false;
+    bool same = false;
+    HANDLE token = nullptr;
+    if (OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token)) {
+        DWORD size = 0;
+        GetTokenInformation(token, TokenUser, nullptr, 0, &size);
+        std::vector<unsigned char> user(size ? size : 1);
+        if (GetTokenInformation(token, TokenUser, user.data(), size, &size))
+            same = EqualSid(owner, reinterpret_cast<TOKEN_USER*>(user.data())->User.Sid);
+        CloseHandle(token);
+    }
+    LocalFree(descriptor);
+    return same;
+}
+
+// Why an open file is not one of this run's own, or null when it is.
+const char* refusalOf(HANDLE file)
+{
+    // Devices (NUL, CON, COM1 in any folder) and pipes are no disk files.
+    if (GetFileType(file) != FILE_TYPE_DISK)
+        return "it is not a regular file";
+    BY_HANDLE_FILE_INFORMATION information;
+    if (!GetFileInformationByHandle(file, &information))
+        return "its file information cannot be read";
+    if (information.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT)
+        return "it is a symbolic link";
+    if (information.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)
+        return "it is not a regular file";
+    if (information.nNumberOfLinks != 1)
+        return "it has other names";
+    if (!ownedByThisUser(file))
+        return "it belongs to another user";
+    return nullptr;
+}
+
+}  // namespace
+
+int kelOpenOwnFile(const char16_t* path, bool create, char* reason, size_t capacity)
+{
+    // FILE_FLAG_OPEN_REPARSE_POINT opens a link itself instead of its target,
+    // FILE_FLAG_BACKUP_SEMANTICS lets a directory open so that it is refused
+    // by name, and sharing delete lets the file be removed while open, as on
+    // POSIX. Opening a pipe that is busy fails at once instead of waiting.
+    HANDLE file = CreateFileW(path ? wideOf(path) : L"", create ? GENERIC_WRITE : GENERIC_READ,
+                              FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                              create ? OPEN_ALWAYS : OPEN_EXISTING,
+                              FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT | FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+    if (file == INVALID_HANDLE_VALUE) {
+        if (reason)
+            systemErrorText(GetLastError(), reason, capacity);
+        return -1;
+    }
+    const char* refused = refusalOf(file);
+    if (!refused && create && !SetEndOfFile(file))
+        refused = "it cannot be emptied";
+    // From here on the runtime's descriptor owns the handle.
+    int fd = refused ? -1 : _open_osfhandle(intptr_t(file), (create ? _O_WRONLY : _O_RDONLY) | _O_BINARY);
+    if (fd == -1) {
+        CloseHandle(file);
+        return failWith(refused ? refused : "no descriptor is left", reason, capacity);
+    }
+    return fd;
+}
+
+int kelLockDirectory(const char16_t* path)
+{
+    // Windows locks no directories. The lock is a handle with the right to
+    // add files that shares everything but that right: a second lock meets a
+    // sharing violation, while listing the directory and working in it go on.
+    HANDLE directory = CreateFileW(path ? wideOf(path) : L"", FILE_ADD_FILE, FILE_SHARE_READ | FILE_SHARE_DELETE,
+                                   nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+    if (directory == INVALID_HANDLE_VALUE)
+        return GetLastError() == ERROR_SHARING_VIOLATION ? -2 : -1;
+    int fd = _open_osfhandle(intptr_t(directory), _O_RDONLY);
+    if (fd == -1)
+        CloseHandle(directory);
+    return fd;
+}
+
+void kelUnlockDirectory(int handle)
+{
+    if (handle >= 0)
+        _close(handle);  // closes the directory handle, and the lock with it
+}
+
+bool kelIsAbsolutePath(const char16_t* path)
+{
+    // "c:\x" and UNC names ("\\server\share", "\\?\c:\x"); "\x" depends on
+    // the current drive and "c:x" on the current directory of c:.
+    auto separator = [](char16_t unit) { return unit == u'\\' || unit == u'/'; };
+    if (!path || !path[0])
+        return false;
+    if (separator(path[0]))
+        return separator(path[1]);
+    return path[1] == u':' && separator(path[2]);
+}
+
+size_t kelCurrentDirectory(char* out, size_t capacity)
+{
+    if (!out || capacity == 0)
+        return 0;
+    std::vector<wchar_t> directory(GetCurrentDirectoryW(0, nullptr) + 1);
+    if (directory.size() == 1 || GetCurrentDirectoryW(DWORD(directory.size()), directory.data()) == 0) {
+        out[0] = '\0';
+        return 0;
+    }
+    return kelNativePath(reinterpret_cast<const char16_t*>(directory.data()), out, capacity);
 }
 
 #endif  // _WIN32

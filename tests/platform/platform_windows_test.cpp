@@ -1,12 +1,14 @@
 // What only the Windows side of the OS seam can get wrong: names beyond
 // U+FFFF through the wide calls, the UTF-8 form of native paths with their
-// backslashes, drive letters and UNC names, and the program and its libraries.
+// backslashes, drive letters and UNC names, the program and its libraries,
+// and the run's own files with their directory lock.
 #include "platform/platform.h"
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/platform/platformfiles.h"
@@ -95,6 +97,56 @@ TEST(PlatformWindows, ProgramPathAndLibraries)
     EXPECT_TRUE(kelPromoteLibraryOf(kelLibrarySymbol(kernel, "GetCurrentProcessId")));
     EXPECT_EQ(kelLoadLibrary("no-such-library.dll", error, sizeof error), nullptr);
     EXPECT_NE(error[0], '\0');
+}
+
+TEST(PlatformWindows, OwnFilesAndTheDirectoryLock)
+{
+    TempDir dir;
+    char reason[128] = {};
+    const std::u16string file = wide(dir.file("errors.log"));
+    int fd = kelOpenOwnFile(file.c_str(), true, reason, sizeof reason);
+    ASSERT_NE(fd, -1) << reason;
+    EXPECT_EQ(kelWrite(fd, "old text", 8), 8);
+    kelClose(fd);
+    fd = kelOpenOwnFile(file.c_str(), true, reason, sizeof reason);  // emptied
+    kelClose(fd);
+    EXPECT_EQ(fs::file_size(dir.file("errors.log")), 0u);
+    fd = kelOpenOwnFile(file.c_str(), false, reason, sizeof reason);
+    ASSERT_NE(fd, -1) << reason;
+    kelClose(fd);
+
+    fs::create_hard_link(dir.file("errors.log"), dir.file("other.log"));
+    const std::pair<std::string, std::string> refused[] = {
+        {dir.file("other.log"), "it has other names"},
+        {dir.path(), "it is not a regular file"},
+        {"NUL", "it is not a regular file"},
+    };
+    for (const auto& [path, why] : refused) {
+        EXPECT_EQ(kelOpenOwnFile(wide(path).c_str(), false, reason, sizeof reason), -1) << path;
+        EXPECT_EQ(std::string(reason), why) << path;
+    }
+    EXPECT_EQ(kelOpenOwnFile(wide(dir.file("missing")).c_str(), false, reason, sizeof reason), -1);
+
+    // One holder of the lock at a time; listing the directory goes on.
+    const std::u16string directory = wide(dir.path());
+    int lock = kelLockDirectory(directory.c_str());
+    ASSERT_GE(lock, 0);
+    EXPECT_EQ(kelLockDirectory(directory.c_str()), -2);
+    EXPECT_FALSE(fs::is_empty(dir.path()));
+    kelClose(kelWOpen(wide(dir.file("new.txt")).c_str(), kelOpenWriteOnly | kelOpenCreate, kelPermOwnerReadWrite));
+    EXPECT_TRUE(fs::exists(dir.file("new.txt")));
+    kelUnlockDirectory(lock);
+    lock = kelLockDirectory(directory.c_str());
+    EXPECT_GE(lock, 0);
+    kelUnlockDirectory(lock);
+    EXPECT_EQ(kelLockDirectory(wide(dir.file("missing")).c_str()), -1);
+
+    for (auto [path, absolute] : {std::pair(u"c:\\x", true), {u"\\\\server\\share", true}, {u"c:/x", true},
+                                  {u"\\x", false}, {u"c:x", false}, {u"x", false}, {u"", false}})
+        EXPECT_EQ(kelIsAbsolutePath(path), absolute) << std::string(path, path + std::char_traits<char16_t>::length(path));
+    char current[1024];
+    size_t length = kelCurrentDirectory(current, sizeof current);
+    EXPECT_EQ(std::string(current, length), fs::current_path().string());
 }
 
 }  // namespace
