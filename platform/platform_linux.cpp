@@ -209,23 +209,6 @@ void kelRestoreSyscalls()
     kelSyscalls = defaultSyscalls;
 }
 
-// ---- heap --------------------------------------------------------------------
-
-void* kelHeapAlloc(size_t bytes)
-{
-    return kelSyscalls.malloc(bytes);
-}
-
-void* kelHeapRealloc(void* block, size_t bytes)
-{
-    return kelSyscalls.realloc(block, bytes);
-}
-
-void kelHeapFree(void* block)
-{
-    std::free(block);
-}
-
 // ---- descriptor calls ------------------------------------------------------
 
 size_t kelNativePath(const char16_t* path, char* out, size_t capacity)
@@ -256,16 +239,6 @@ long long kelRead(int fd, void* buffer, size_t bytes)
         got = ::read(fd, buffer, bytes);
     while (got == -1 && errno == EINTR);
     return got;
-}
-
-long long kelWrite(int fd, const void* data, size_t bytes)
-{
-    return kelSyscalls.write(fd, data, bytes);
-}
-
-long long kelLseeki64(int fd, long long offset, int origin)
-{
-    return kelSyscalls.seek(fd, offset, origin);
 }
 
 int kelClose(int fd)
@@ -688,11 +661,6 @@ void showOnStandardError(const char16_t* message, const char16_t* caption)
 }
 
 }  // namespace
-
-void kelShowOutOfMemoryMessage(const char16_t* message, const char16_t* caption)
-{
-    kelSyscalls.messageBox(message, caption);
-}
 
 bool kelPromoteLibraryOf(const void* address)
 {

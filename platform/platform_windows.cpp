@@ -167,23 +167,6 @@ void kelRestoreSyscalls()
     kelSyscalls = defaultSyscalls;
 }
 
-// ---- heap --------------------------------------------------------------------
-
-void* kelHeapAlloc(size_t bytes)
-{
-    return kelSyscalls.malloc(bytes);
-}
-
-void* kelHeapRealloc(void* block, size_t bytes)
-{
-    return kelSyscalls.realloc(block, bytes);
-}
-
-void kelHeapFree(void* block)
-{
-    std::free(block);
-}
-
 // ---- descriptor calls ------------------------------------------------------
 
 size_t kelNativePath(const char16_t* path, char* out, size_t capacity)
@@ -219,16 +202,6 @@ int kelWOpen(const char16_t* path, int flags, int permissions)
 long long kelRead(int fd, void* buffer, size_t bytes)
 {
     return _read(fd, buffer, runtimeCount(bytes));
-}
-
-long long kelWrite(int fd, const void* data, size_t bytes)
-{
-    return kelSyscalls.write(fd, data, bytes);
-}
-
-long long kelLseeki64(int fd, long long offset, int origin)
-{
-    return kelSyscalls.seek(fd, offset, origin);
 }
 
 int kelClose(int fd)
@@ -339,11 +312,6 @@ bool kelMemoryStatus(unsigned long long* freePhysical, unsigned long long* total
     *freeSwap = swapFree;
     *totalSwap = swapTotal;
     return true;
-}
-
-void kelShowOutOfMemoryMessage(const char16_t* message, const char16_t* caption)
-{
-    kelSyscalls.messageBox(message, caption);
 }
 
 // ---- libraries and the program ---------------------------------------------
