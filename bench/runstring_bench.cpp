@@ -13,7 +13,7 @@
 #include <cstdio>
 #include <filesystem>
 
-#include "component/serviceprovider.h"
+#include "core/serviceprovider.h"
 #include "host/commandsets.h"
 #include "host/hostdatastore.h"
 #include "host/hostdirservice.h"

@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "component/kelobject.h"
+#include "kel/kelobject.h"
 
 class IKelClcBinary : public virtual IKelUnknown {
 public:

@@ -9,9 +9,9 @@
 #include "host/hostfilemagic.h"
 #include "host/hostprovider.h"
 #include "host/kelmemorystream.h"
+#include "kel/kelfile.h"
 #include "parameters/kelidpar.h"
 #include "parameters/kelidspar.h"
-#include "persistence/kelfile.h"
 
 namespace {
 

@@ -9,9 +9,9 @@
 #include "host/hostparameters.h"
 #include "host/kelfilestream.h"
 #include "host/subcommands.h"
+#include "kel/kelfile.h"
 #include "parameters/kelidpar.h"
 #include "parameters/kelidspar.h"
-#include "persistence/kelfile.h"
 
 namespace {
 

@@ -16,8 +16,8 @@
 #include <iosfwd>
 #include <string>
 
-#include "component/kelid.h"
-#include "persistence/kelbinarystream.h"
+#include "kel/kelbinarystream.h"
+#include "kel/kelid.h"
 
 struct KelChunkWalkResult {
     uint64_t chunks = 0;

@@ -8,10 +8,10 @@
 #include "host/kelfilestream.h"
 #include "host/kelhost_app.h"
 #include "host/kelmemorystream.h"
+#include "kel/kelfile.h"
+#include "kel/qtxcstring.h"
 #include "parameters/parameter.h"
-#include "persistence/kelfile.h"
 #include "platform/platform.h"
-#include "text/qtxcstring.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "component/hostservices.h"
+#include "kel/hostservices.h"
 
 class HostErrorService : public IKelErrorService {
 public:

@@ -1,8 +1,8 @@
 // Binary streams over a file.
 #include "host/kelfilestream.h"
 
+#include "kel/kelwidestring.h"
 #include "platform/platform.h"
-#include "text/kelwidestring.h"
 
 namespace {
 

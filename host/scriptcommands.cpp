@@ -4,7 +4,7 @@
 
 #include <cstdio>
 
-#include "component/interfacenamelist.h"
+#include "kel/interfacenamelist.h"
 #include "text/utf16text.h"
 
 namespace {

@@ -3,11 +3,11 @@
 
 #include <fstream>
 
-#include "component/componentid.h"
-#include "component/kelobjectarray.h"
 #include "host/hostdatastore.h"
 #include "host/hostscripting.h"
 #include "host/kelhost_app.h"
+#include "kel/componentid.h"
+#include "kel/kelobjectarray.h"
 #include "script/scriptinterpreterpython.h"
 #include "text/utf16text.h"
 

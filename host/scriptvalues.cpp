@@ -7,7 +7,7 @@
 #include <cstdio>
 #include <ostream>
 
-#include "component/interfacenamelist.h"
+#include "kel/interfacenamelist.h"
 
 namespace HostScriptType {
 const char boolType = 0, intType = 0, doubleType = 0, stringType = 0, unicodeType = 0, listType = 0;

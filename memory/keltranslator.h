@@ -7,8 +7,8 @@
 // in the placeholders, so callers need no second road.
 #pragma once
 
-#include "component/kelobject.h"
-#include "text/kelwidestring.h"
+#include "kel/kelobject.h"
+#include "kel/kelwidestring.h"
 
 // The slot order is a contract with the host's translators.
 class IKelTranslator : public virtual IKelUnknown {

@@ -3,15 +3,15 @@
 
 #include <iomanip>
 
-#include "component/hostservices.h"
-#include "component/iptr.h"
+#include "core/qtxrealloc.h"
+#include "kel/hostservices.h"
+#include "kel/iptr.h"
+#include "kel/kelwidestring.h"
+#include "kel/qtxcstring.h"
 #include "memory/kelfdstreambuf.h"
 #include "memory/kelpath.h"
 #include "memory/keltranslator.h"
-#include "memory/qtxrealloc.h"
 #include "platform/platform.h"
-#include "text/kelwidestring.h"
-#include "text/qtxcstring.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // QTXModelFeature::KelIDPar: a parameter that holds one identity.
 #pragma once
 
-#include "component/kelid.h"
+#include "kel/kelid.h"
 #include "parameters/parameter.h"
 
 class IKelIDValue : public virtual IKelUnknown {

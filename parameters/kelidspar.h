@@ -2,8 +2,8 @@
 // identities.
 #pragma once
 
-#include "component/kelid.h"
-#include "component/kelobjectarray.h"
+#include "kel/kelid.h"
+#include "kel/kelobjectarray.h"
 #include "parameters/parameter.h"
 
 class IKelIDsValue : public virtual IKelUnknown {

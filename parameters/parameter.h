@@ -16,9 +16,9 @@
 
 #include <cstdint>
 
-#include "component/kelid.h"
-#include "component/kelobject.h"
-#include "text/qtxcstring.h"
+#include "kel/kelid.h"
+#include "kel/kelobject.h"
+#include "kel/qtxcstring.h"
 
 class KelChunkReader;
 class KelChunkWriter;

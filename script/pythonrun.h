@@ -12,9 +12,9 @@
 
 #include <string>
 
-#include "component/kelobjectarray.h"
-#include "text/kelwidestring.h"
-#include "text/qtxcstring.h"
+#include "kel/kelobjectarray.h"
+#include "kel/kelwidestring.h"
+#include "kel/qtxcstring.h"
 
 // Starts Python when nobody has yet: makes the interpreter library's symbols
 // visible to the extension modules that Python loads later, starts it in

@@ -4,8 +4,8 @@
 
 #include <ostream>
 
-#include "component/interfacenamelist.h"
-#include "component/kelassert.h"
+#include "core/kelassert.h"
+#include "kel/interfacenamelist.h"
 #include "memory/kelpath.h"
 #include "platform/platform.h"
 

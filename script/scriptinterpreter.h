@@ -14,12 +14,12 @@
 #include <iosfwd>
 #include <vector>
 
-#include "component/iptr.h"
-#include "component/kelobjectarray.h"
-#include "component/kelobject.h"
-#include "script/scripthost.h"
-#include "text/kelwidestring.h"
-#include "text/qtxcstring.h"
+#include "kel/iptr.h"
+#include "kel/kelobject.h"
+#include "kel/kelobjectarray.h"
+#include "kel/kelwidestring.h"
+#include "kel/qtxcstring.h"
+#include "kel/scripthost.h"
 
 class IScriptInterpreter : public virtual IKelUnknown {
 public:

@@ -7,9 +7,9 @@
 #include <ostream>
 #include <string>
 
-#include "component/hostservices.h"
-#include "component/interfacenamelist.h"
-#include "component/kelassert.h"
+#include "core/kelassert.h"
+#include "kel/hostservices.h"
+#include "kel/interfacenamelist.h"
 #include "memory/kelpath.h"
 #include "memory/keltranslator.h"
 #include "script/commandbridge.h"

@@ -15,7 +15,7 @@
 #include <iterator>
 #include <string>
 
-#include "component/hostservices.h"
+#include "kel/hostservices.h"
 #include "memory/kelfdstreambuf.h"
 #include "memory/keltranslator.h"
 #include "script/pythonrun.h"

@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "memory/bucketpool.h"
+#include "core/bucketpool.h"
 
 namespace kel_text {
 

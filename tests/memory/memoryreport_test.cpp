@@ -6,7 +6,7 @@
 
 #include <filesystem>
 
-#include "memory/qtxrealloc.h"
+#include "core/qtxrealloc.h"
 #include "tests/memory/memoryfakes.h"
 
 namespace {

@@ -1,15 +1,15 @@
 // Guarded allocation: the common road is one heap call; everything else here
 // runs only after the heap has refused.
-#include "memory/qtxrealloc.h"
+#include "core/qtxrealloc.h"
 
 #include <cstdlib>
 
-#include "component/hostservices.h"
-#include "component/iptr.h"
-#include "component/kelassert.h"
+#include "core/kelassert.h"
+#include "kel/hostservices.h"
+#include "kel/iptr.h"
+#include "kel/kelwidestring.h"
 #include "memory/kelpath.h"
 #include "memory/memoryreport.h"
-#include "text/kelwidestring.h"
 
 namespace {
 

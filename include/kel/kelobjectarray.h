@@ -9,7 +9,7 @@
 
 #include <cstdint>
 
-#include "memory/qtxrealloc.h"
+#include "core/qtxrealloc.h"
 
 template <class T>
 class KelObjectArray {

@@ -21,8 +21,8 @@
 // stacks; bucketAlloc and bucketFree may be called from any thread.
 #pragma once
 
-#include "component/kelobject.h"
-#include "memory/qtxrealloc.h"
+#include "core/qtxrealloc.h"
+#include "kel/kelobject.h"
 
 // The module-level entry: a block of at least `size` usable bytes, never null.
 // *gotSize receives the usable size, which the caller keeps and hands back to

@@ -23,7 +23,7 @@
 #include <iosfwd>
 #include <type_traits>
 
-#include "text/qtxcstring.h"
+#include "kel/qtxcstring.h"
 
 class KelWideString {
 public:

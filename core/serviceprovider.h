@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "component/kelobject.h"
+#include "kel/kelobject.h"
 
 class KelCString;
 
