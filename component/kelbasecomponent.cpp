@@ -3,12 +3,12 @@
 
 #include "component/kelclassfactory.h"
 #include "component/kelclcbinary.h"
-#include "core/qtxrealloc.h"
 #include "core/serviceprovider.h"
 #include "kel/componentid.h"
 #include "kel/hostservices.h"
 #include "kel/interfacenamelist.h"
 #include "kel/iptr.h"
+#include "kel/kelarray.h"
 #include "kel/kelwidestring.h"
 
 namespace {

@@ -21,7 +21,7 @@
 // stacks; bucketAlloc and bucketFree may be called from any thread.
 #pragma once
 
-#include "core/qtxrealloc.h"
+#include "kel/kelarray.h"
 #include "kel/kelobject.h"
 
 // The module-level entry: a block of at least `size` usable bytes, never null.

@@ -8,8 +8,6 @@
 #include "kel/hostservices.h"
 #include "kel/iptr.h"
 #include "kel/kelwidestring.h"
-#include "memory/kelpath.h"
-#include "memory/memoryreport.h"
 
 namespace {
 
@@ -22,6 +20,8 @@ constexpr int kReducedAttempts = 7;
 // The manager is asked from this attempt down: the first halvings are cheap
 // and often enough on their own.
 constexpr int kAskManagerFrom = 5;
+
+QtxOutOfMemoryHandler* outOfMemoryHandler = nullptr;
 
 void* heapBytes(int elementSize, int count)
 {
@@ -60,7 +60,8 @@ void* allocateWithManager(KelMM::IKelMManager*& manager, Allocate allocate)
 void* spillAndGrow(void* old, int oldBytes, int newBytes, KelMM::IKelMManager* manager)
 {
     KelWideString name;
-    kelTempFileName(name);
+    if (!outOfMemoryHandler || !outOfMemoryHandler->temporaryFileName(name))
+        qtxMemoryExhausted(newBytes, -1);
     int fd = kelWOpen(name.chars(), kelOpenBinary | kelOpenReadWrite | kelOpenCreate | kelOpenTemporary,
                       kelPermOwnerReadWrite);
     if (fd == -1)
@@ -196,7 +197,12 @@ void qtxMemoryExhausted(long long attemptedBytes, int code)
     if (ending)
         std::exit(-1);
     ending = true;
-    qtxWriteMemoryReport(static_cast<unsigned long long>(attemptedBytes));
-    qtxOutOfMemory(code);
+    if (outOfMemoryHandler)
+        outOfMemoryHandler->reportExhaustion(attemptedBytes, code);
     std::exit(-1);
+}
+
+void qtxSetOutOfMemoryHandler(QtxOutOfMemoryHandler* handler)
+{
+    outOfMemoryHandler = handler;
 }

@@ -1,40 +1,14 @@
-// Guarded allocation of element blocks, and the plain growing arrays built on it.
-//
-// Every size here is a count of elements of `elementSize` bytes; the byte size
-// is the 32-bit product, which callers keep below 2 GiB. A request for a
-// non-empty block never comes back empty: when the heap refuses, the host's
-// memory manager is asked to give pages up, a grown block settles for a
-// smaller size, and as a last resort the old contents are parked in a
-// temporary file so that the old and the new block need not coexist. When all
-// of that fails the process writes "memory.log", shows the out-of-memory
-// message and ends with exit(-1).
-//
-// Blocks from here go back with the runtime heap's free (kelHeapFree); there is
-// no guarded free.
+// Guarded allocation inside the foundation: the host's memory manager, the
+// orderly end of a process without memory, and the one hook by which that end
+// reaches the layers above. The allocation calls and arrays are in kel/kelarray.h.
 #pragma once
 
-#include <cstring>
-#include <type_traits>
-
-#include "platform/platform.h"
+#include "kel/kelarray.h"
 
 namespace KelMM {
 class IKelMManager;
 }
-
-// Allocates elementSize * count bytes, uninitialised, into *block. Gives
-// count; a byte size of 0 counts as success whatever the heap gave.
-int qtxMalloc(void** block, int elementSize, int count);
-
-// Resizes *block from curSize to a size between minNewSize and maxNewSize
-// (-1: minNewSize) and gives the size it holds afterwards. A block that grew
-// reads as zero from curSize up to the result, except on the road where an
-// empty block is freshly allocated with exactly minNewSize elements.
-int qtxRealloc(void** block, int elementSize, int curSize, int minNewSize, int maxNewSize = -1);
-
-// The doubling rule of every growing array: size when it covers need,
-// otherwise max(size, 1) doubled until it does.
-int qtxGrowSize(int size, int need);
+class KelWideString;
 
 // Borrowed: the host's memory manager, looked up once on first use and kept
 // (with one reference) until process end; null when the host has none.
@@ -44,59 +18,24 @@ KelMM::IKelMManager* qtxMemoryManager();
 // the out-of-memory message for `code` (-1..-4), exit(-1).
 [[noreturn]] void qtxMemoryExhausted(long long attemptedBytes, int code);
 
-// A growing array of plain elements (no constructors, no destructors run).
-// Layout: the number of allocated elements, then the block.
-template <class T>
-class KelArray {
-    static_assert(std::is_trivially_copyable_v<T>, "KelArray holds plain elements only");
-
+// What guarded allocation needs from above when the heap has refused: the
+// name of the temporary file that parks a block's contents (paths and the
+// host's directories live in memory/), and the report and message before the
+// end (file streams, translators). memory/memoryreport.cpp installs its
+// handler before any other static initialiser of the module runs, and the
+// foundation's link options make sure that file is linked. Without a handler
+// no file can be named, so a spill ends with code -1, and the end is a bare
+// exit(-1).
+class QtxOutOfMemoryHandler {
 public:
-    int size = 0;
-    T* data = nullptr;
+    // Sets `name` to a fresh temporary file name; false when there is none.
+    virtual bool temporaryFileName(KelWideString& name) = 0;
+    // Writes the memory report and shows the message; the caller then exits.
+    virtual void reportExhaustion(long long attemptedBytes, int code) = 0;
 
-    KelArray() = default;
-    // Allocates `initialSize` elements and zeroes them all.
-    explicit KelArray(int initialSize) : size(initialSize)
-    {
-        qtxMalloc(reinterpret_cast<void**>(&data), static_cast<int>(sizeof(T)), initialSize);
-        if (data && initialSize > 0)
-            std::memset(static_cast<void*>(data), 0, sizeof(T) * static_cast<size_t>(initialSize));
-    }
-    ~KelArray() { kelHeapFree(data); }
-    KelArray(const KelArray&) = delete;
-    KelArray& operator=(const KelArray&) = delete;
-
-    // Grows the array first when index i lies beyond it; a short heap may
-    // reduce the doubling but never below i + 1 elements.
-    T& operator[](int i)
-    {
-        if (i >= size)
-            grow(i + 1);
-        return data[i];
-    }
-
-    void grow(int need)
-    {
-        size = qtxRealloc(reinterpret_cast<void**>(&data), static_cast<int>(sizeof(T)), size, need,
-                          qtxGrowSize(size, need));
-    }
+protected:
+    ~QtxOutOfMemoryHandler() = default;
 };
 
-// A KelArray used as a stack from index 1: index 0 stays empty, so a stack
-// made for eight entries has a size of 9.
-template <class T>
-class KelStackArray : public KelArray<T> {
-public:
-    int count = 0;
-
-    KelStackArray() = default;
-    explicit KelStackArray(int initialSize) : KelArray<T>(initialSize) {}
-
-    void push(const T& value)
-    {
-        ++count;
-        (*this)[count] = value;
-    }
-    // The caller checks count > 0 first.
-    T pop() { return this->data[count--]; }
-};
+// Installs `handler` (not owned; null restores the bare end).
+void qtxSetOutOfMemoryHandler(QtxOutOfMemoryHandler* handler);

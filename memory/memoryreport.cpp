@@ -139,3 +139,31 @@ int qtxMemoryStatus(long long* freeKib, long long* totalKib, long long* swapFree
     *swapTotalKib = static_cast<long long>(totalSwap) / 1024;
     return 0;
 }
+
+namespace {
+
+// The foundation's handler for guarded allocation (see core/qtxrealloc.h).
+class ReportingHandler final : public QtxOutOfMemoryHandler {
+public:
+    bool temporaryFileName(KelWideString& name) override { return kelTempFileName(name); }
+    void reportExhaustion(long long attemptedBytes, int code) override
+    {
+        qtxWriteMemoryReport(static_cast<unsigned long long>(attemptedBytes));
+        qtxOutOfMemory(code);
+    }
+};
+
+ReportingHandler reportingHandler;
+
+// Installed ahead of every static initialiser of default priority in the
+// module, among them the first strings, which may already need the handler.
+struct Installer {
+    Installer() { qtxSetOutOfMemoryHandler(&reportingHandler); }
+};
+__attribute__((init_priority(101))) Installer installer;
+
+}  // namespace
+
+// Named in the foundation's link options, so that every module that links the
+// foundation links this file, and with it the installer above.
+extern "C" void kelOutOfMemoryHandlerLink() {}

@@ -43,7 +43,7 @@
 
 #include <cstdint>
 
-#include "core/qtxrealloc.h"
+#include "kel/kelarray.h"
 #include "kel/kelbinarystream.h"
 #include "kel/kelid.h"
 

@@ -9,7 +9,7 @@
 
 #include <cstdint>
 
-#include "core/qtxrealloc.h"
+#include "kel/kelarray.h"
 
 template <class T>
 class KelObjectArray {

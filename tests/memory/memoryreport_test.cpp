@@ -6,7 +6,7 @@
 
 #include <filesystem>
 
-#include "core/qtxrealloc.h"
+#include "kel/kelarray.h"
 #include "tests/memory/memoryfakes.h"
 
 namespace {

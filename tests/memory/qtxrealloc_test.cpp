@@ -1,6 +1,6 @@
 // Guarded allocation: the size rules, the reduced sizes after a refusal, the
 // memory manager's loops, the spill through a temporary file, and KelArray.
-#include "core/qtxrealloc.h"
+#include "kel/kelarray.h"
 
 #include <gtest/gtest.h>
 
