@@ -21,8 +21,8 @@
 // stacks; bucketAlloc and bucketFree may be called from any thread.
 #pragma once
 
+#include "kel/ibucketmemorypool.h"
 #include "kel/kelarray.h"
-#include "kel/kelobject.h"
 
 // The module-level entry: a block of at least `size` usable bytes, never null.
 // *gotSize receives the usable size, which the caller keeps and hands back to
@@ -40,13 +40,6 @@ class BucketMemoryPool;
 BucketMemoryPool* bucketCurrentPool();
 // True while the current pool is this module's private one.
 bool bucketPoolIsPrivate();
-
-// The pool as the host publishes it. Adds no operation of its own: callers
-// query it for "BucketMemoryPool" and use that table.
-class IBucketMemoryPool : public virtual IKelUnknown {
-public:
-    static constexpr char interfaceName[] = "IBucketMemoryPool";
-};
 
 // One static instance per module: the owner named in every block header that
 // the module took from the heap. Releasing through it takes the module's own

@@ -10,8 +10,8 @@
 #include "host/kelfilestream.h"
 #include "host/subcommands.h"
 #include "kel/kelfile.h"
-#include "parameters/kelidpar.h"
-#include "parameters/kelidspar.h"
+#include "kel/ikelidvalue.h"
+#include "kel/ikelidvalue.h"
 
 namespace {
 

@@ -10,7 +10,7 @@
 #include "host/kelmemorystream.h"
 #include "kel/kelfile.h"
 #include "kel/qtxcstring.h"
-#include "parameters/parameter.h"
+#include "kel/iparameter.h"
 #include "platform/platform.h"
 
 namespace {

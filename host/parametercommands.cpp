@@ -16,8 +16,8 @@
 #include "host/chunkwalk.h"
 #include "host/commandsets.h"
 #include "host/hostparameters.h"
-#include "parameters/kelidpar.h"
-#include "parameters/kelidspar.h"
+#include "kel/ikelidvalue.h"
+#include "kel/ikelidvalue.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include "host/kelhost_app.h"
 #include "kel/componentid.h"
 #include "kel/kelobjectarray.h"
-#include "script/scriptinterpreterpython.h"
+#include "kel/iscriptinterpreter.h"
 #include "text/utf16text.h"
 
 ScriptRunner::ScriptRunner(KelHost& host, const ScriptRunOptions& options, std::ostream& out, std::ostream& err)

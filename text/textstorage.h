@@ -1,6 +1,6 @@
 // Block storage shared by the string classes: every buffer is a pointer and
 // the capacity that bucketAlloc reported, and only a positive capacity is
-// ever given back (see the table of storage states in text/qtxcstring.h).
+// ever given back (see the table of storage states in kel/qtxcstring.h).
 #pragma once
 
 #include <cstdint>
