@@ -11,6 +11,9 @@ jobs=$(nproc)
 
 step() { printf '\n=== %s (%s)\n' "$1" "$(date +%T)"; }
 
+step "include rules"
+"$here/tools/check-includes.sh"
+
 step "normal build"
 cmake -S "$here" -B "$root/normal" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKEL_BENCH=ON
 cmake --build "$root/normal" -j "$jobs"
