@@ -50,6 +50,7 @@ function fail(why) {
         if (!(to in hostMay)) fail("host/ includes " to "/, which is not part of include/kel or the foundation")
     } else if (folder in rank) {
         if (!(to in rank) || rank[to] >= rank[folder]) fail("include points up the layer list (" folder " -> " to ")")
+        else if (folder == "script" && to == "component") fail("script/ includes component/, closing a circle with the entry")
     }
 }
 END { exit bad }'
