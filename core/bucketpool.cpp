@@ -171,6 +171,8 @@ void* BucketMemoryPool::allocate(int size, int* gotSize)
 
 void* BucketMemoryPool::allocateUnsafe(int size, int* gotSize)
 {
+    if (size < 0 || size > kBucketMaxSize)
+        qtxMemoryExhausted(size, -4);
     BucketClass sizeClass = bucketClassOf(size, step, smallLimit, poolLimit);
     if (sizeClass.bucket < 0) {
         *gotSize = size;

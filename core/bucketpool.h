@@ -24,6 +24,11 @@
 #include "kel/ibucketmemorypool.h"
 #include "kel/kelarray.h"
 
+// The largest request: a block and its header word stay a positive 32-bit
+// size. A larger or negative request can only come from a wrapped size
+// computation, and ends in the orderly out-of-memory stop.
+constexpr int kBucketMaxSize = 0x7FFFFFFF - static_cast<int>(sizeof(void*));
+
 // The module-level entry: a block of at least `size` usable bytes, never null.
 // *gotSize receives the usable size, which the caller keeps and hands back to
 // bucketFree.
@@ -81,6 +86,8 @@ inline BucketClass bucketClassOf(int size, int step, int smallLimit, int poolLim
     int index = (smallLimit - 1) / step;
     int blockSize = smallLimit;
     while (blockSize < size) {
+        if (blockSize > 0x3FFFFFFF)  // a pool limit near 2 GiB: no doubled class fits
+            return {-1, size};
         blockSize *= 2;
         ++index;
     }

@@ -2,6 +2,7 @@
 // runs only after the heap has refused.
 #include "core/qtxrealloc.h"
 
+#include <climits>
 #include <cstdlib>
 
 #include "core/kelassert.h"
@@ -111,9 +112,11 @@ int qtxGrowSize(int size, int need)
 {
     if (size >= need)
         return size;
+    // Doubling past the largest int would overflow; the largest size then
+    // stands in, which covers every need.
     int grown = size < 1 ? 1 : size;
     while (grown < need)
-        grown *= 2;
+        grown = grown > INT_MAX / 2 ? INT_MAX : grown * 2;
     return grown;
 }
 

@@ -1,6 +1,6 @@
-// Guarded allocation inside the foundation: the host's memory manager, the
-// orderly end of a process without memory, and the one hook by which that end
-// reaches the layers above. The allocation calls and arrays are in kel/kelarray.h.
+// Guarded allocation inside the foundation: the host's memory manager, and the
+// one hook by which a spill and the orderly end (qtxMemoryExhausted) reach the
+// layers above. The allocation calls and arrays are in kel/kelarray.h.
 #pragma once
 
 #include "kel/kelarray.h"
@@ -13,10 +13,6 @@ class KelWideString;
 // Borrowed: the host's memory manager, looked up once on first use and kept
 // (with one reference) until process end; null when the host has none.
 KelMM::IKelMManager* qtxMemoryManager();
-
-// Ends the process in the orderly way: memory report naming `attemptedBytes`,
-// the out-of-memory message for `code` (-1..-4), exit(-1).
-[[noreturn]] void qtxMemoryExhausted(long long attemptedBytes, int code);
 
 // What guarded allocation needs from above when the heap has refused: the
 // name of the temporary file that parks a block's contents (paths and the

@@ -1,17 +1,19 @@
 // Arbitrary bytes as a chunk stream: loaded as KelIDPar and as KelIDsPar, with
-// the width left to a root chunk and preset to 64, and walked as
-// `kelhost chunks` walks a file.
+// the width left to a root chunk and preset to 64, and walked as `kelhost
+// chunks` and `kelhost params` walk a file.
 #include <cstddef>
 #include <cstdint>
 #include <sstream>
 
 #include "host/chunkwalk.h"
 #include "host/hostfilemagic.h"
+#include "host/hostparameters.h"
 #include "host/hostprovider.h"
 #include "host/kelmemorystream.h"
 #include "kel/kelfile.h"
 #include "parameters/kelidpar.h"
 #include "parameters/kelidspar.h"
+#include "parameters/parameterregistry.h"
 
 namespace {
 
@@ -46,8 +48,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         load<QTXModelFeature::KelIDPar>(data, size, width);
         load<QTXModelFeature::KelIDsPar>(data, size, width);
     }
-    KelMemoryInput in(data, size);
+    KelMemoryInput tree(data, size);
     std::ostringstream sink;
-    kelWalkChunks(in, sink, kelHostParameterMagic);
+    kelWalkChunks(tree, sink, kelHostParameterMagic);
+    static HostParameters& parameters = HostParameters::installLinked(kelCreateParameter);
+    KelMemoryInput listed(data, size);
+    kelListParameters(listed, sink, parameters);
     return 0;
 }

@@ -1,6 +1,7 @@
 // KelPath on arbitrary UTF-16: the canonical form is a fixed point, holds no
 // forward slash and no trailing backslash, and the derived texts (forOpen,
-// extension, append, the native path) keep their promises.
+// extension, append, the native path) keep their promises. The input's bytes
+// as a native name come back unchanged from their wide form.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -93,5 +94,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     check(kelNativePath(open.c_str(), full.data(), full.size()) == need);
     check(full[need] == '\0' && std::string(full.data()).size() <= need);
     check(std::string(small) == std::string(full.data(), need < sizeof small ? need : sizeof small - 1));
+
+    std::string bytes(reinterpret_cast<const char*>(data), size);
+    bytes = bytes.substr(0, bytes.find('\0'));
+    std::vector<char16_t> units(bytes.size() + 1);
+    check(kelWidePath(bytes.c_str(), units.data(), units.size()) <= bytes.size());
+    std::vector<char> back(kelNativePath(units.data(), nullptr, 0) + 1);
+    kelNativePath(units.data(), back.data(), back.size());
+    check(std::string(back.data()) == bytes);
     return 0;
 }

@@ -35,7 +35,8 @@ bool add(ScriptCall& call)
 
 // concat(a, b, ...): the texts joined in the order given. Only byte strings
 // give a byte string; otherwise the result is text, byte strings read as
-// UTF-8. Anything that is not a text fails the command.
+// UTF-8. Anything that is not a text, or a result longer than the host's
+// strings hold, fails the command.
 bool concat(ScriptCall& call)
 {
     bool allBytes = true;
@@ -51,6 +52,8 @@ bool concat(ScriptCall& call)
         KelCString joined("");
         for (uint32_t i = 0; i < call.count(); ++i) {
             KelCString part = kelQuery<IScriptValueString>(call.at(i))->getValue();
+            if (int64_t{joined.length()} + part.length() > KelCString::maxLength)
+                return false;
             joined.append(part.chars());
         }
         call.give(new HostStringValue(joined));
@@ -60,6 +63,8 @@ bool concat(ScriptCall& call)
     for (uint32_t i = 0; i < call.count(); ++i) {
         KelWideString part;
         ScriptCall::readText(call.at(i), part);
+        if (int64_t{joined.length()} + part.length() > KelWideString::maxLength)
+            return false;
         joined.append(part);
     }
     call.giveText(joined);

@@ -1,7 +1,8 @@
 // kelhost chunks FILE: the chunk tree of any file, damage reported with its
 // offset and exit status 1.
-// kelhost params FILE: every parameter chunk of the file, loaded through the
-// component, with its value; exit status 1 when one does not load.
+// kelhost params FILE: every parameter chunk that the same walk meets, loaded
+// through the component, with its value; exit status 1 when one does not
+// load or the walk meets damage.
 #include <iostream>
 
 #include "host/chunkwalk.h"
@@ -9,9 +10,6 @@
 #include "host/hostparameters.h"
 #include "host/kelfilestream.h"
 #include "host/subcommands.h"
-#include "kel/kelfile.h"
-#include "kel/ikelidvalue.h"
-#include "kel/ikelidvalue.h"
 
 namespace {
 
@@ -20,85 +18,44 @@ struct ChunkFileOptions {
     uint32_t width = 0;
 };
 
-int showChunks(const ChunkFileOptions& file)
+// Opens the file and walks it with `walk`, which prints its view and gives
+// the walk's result and whether anything else failed. Status 2 when the file
+// does not open, 1 on damage or failure.
+template <class Walk>
+int walkFile(const ChunkFileOptions& file, Walk walk)
 {
     KelFileInput in(file.path, file.width);
     if (!in.isOpen()) {
         std::cerr << "kelhost: cannot open '" << file.path << "'" << std::endl;
         return 2;
     }
-    KelChunkWalkResult result = kelWalkChunks(in, std::cout, kelHostParameterMagic);
-    std::cout << result.chunks << (result.chunks == 1 ? " chunk" : " chunks") << '\n';
+    bool failed = false;
+    KelChunkWalkResult result = walk(in, failed);
     std::cout.flush();
     if (result.damaged)
         std::cerr << "kelhost: " << file.path << ": " << result.damage << std::endl;
-    return result.damaged ? 1 : 0;
+    return result.damaged || failed ? 1 : 0;
 }
 
-std::string describeValue(IKelUnknown* parameter)
+int showChunks(const ChunkFileOptions& file)
 {
-    if (IKelIDValue* single = kelQuery<IKelIDValue>(parameter))
-        return kelIdentityText(single->getValue());
-    std::string text;
-    if (IKelIDsValue* list = kelQuery<IKelIDsValue>(parameter)) {
-        const KelObjectArray<KelID>& ids = list->getValue();
-        text = std::to_string(ids.count) + (ids.count == 1 ? " identity" : " identities");
-        for (int32_t i = 1; i <= ids.count; ++i)
-            text += "\n    " + kelIdentityText(ids[i]);
-    }
-    return text;
+    return walkFile(file, [](KelBinaryInput& in, bool&) {
+        KelChunkWalkResult result = kelWalkChunks(in, std::cout, kelHostParameterMagic);
+        std::cout << result.chunks << (result.chunks == 1 ? " chunk" : " chunks") << '\n';
+        return result;
+    });
 }
 
-// Walks containers (the root, document entries, unknown chunks that hold
-// chunks) and loads each parameter chunk met on the way.
+// The parameter view of the same walk that `chunks` shows.
 int listParameters(KelHost& host, const ChunkFileOptions& file)
 {
     HostParameters& parameters = HostParameters::install(host);
-    KelFileInput in(file.path, file.width);
-    if (!in.isOpen()) {
-        std::cerr << "kelhost: cannot open '" << file.path << "'" << std::endl;
-        return 2;
-    }
-    kelDetachStringReader();
-    KelChunkReader reader(&in);
-    int status = 0, found = 0;
-    while (true) {
-        if (reader.depth() > 0 && reader.atChunkEnd()) {
-            reader.endChunk();
-            continue;
-        }
-        int64_t at = in.tell();
-        if (reader.depth() == 0 && static_cast<uint64_t>(at) >= in.size)
-            break;
-        int version = -1;
-        uint32_t magic = kelHostParameterMagic;
-        if (reader.peekChunk(magic, &version) || reader.peekChunk(kelChunkOldParameter, &version)) {
-            std::string className, why;
-            IPtr<IKelUnknown> parameter = parameters.loadParameter(reader, className, why);
-            ++found;
-            if (parameter) {
-                std::cout << at << "  " << className << "  " << describeValue(parameter.get()) << '\n';
-                continue;
-            }
-            std::cout << at << "  parameter does not load: " << why << '\n';
-            status = 1;
-            if (static_cast<uint64_t>(in.tell()) > static_cast<uint64_t>(at))
-                continue;
-            break;  // its head is damaged: nothing behind it can be found
-        }
-        if (!reader.readChunk()) {
-            std::cout << "damaged chunk at offset " << at << '\n';
-            status = 1;
-            break;
-        }
-        bool container = reader.chunkId() == int(kelChunkRoot) || reader.chunkId() == int(kelHostDocumentEntry);
-        if (!container)
-            reader.endChunk();
-    }
-    parameters.releaseStream();
-    std::cout << found << (found == 1 ? " parameter" : " parameters") << '\n';
-    std::cout.flush();
-    return status;
+    return walkFile(file, [&parameters](KelBinaryInput& in, bool& failed) {
+        KelParameterListing listing = kelListParameters(in, std::cout, parameters);
+        std::cout << listing.found << (listing.found == 1 ? " parameter" : " parameters") << '\n';
+        failed = listing.failed > 0;
+        return listing.walk;
+    });
 }
 
 void addFileArguments(CLI::App* command, ChunkFileOptions& file)

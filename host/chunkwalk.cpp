@@ -1,10 +1,11 @@
-// The chunk walk behind `kelhost chunks`.
+// The chunk walk behind `kelhost chunks` and `kelhost params`.
 #include "host/chunkwalk.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <iomanip>
 #include <ostream>
+#include <sstream>
 #include <vector>
 
 #include "host/hostfilemagic.h"
@@ -28,12 +29,14 @@ std::string hex(uint64_t value, int digits)
 
 class Walker {
 public:
-    Walker(KelBinaryInput& in, std::ostream& out, uint32_t parameterId)
-        : in_(in), out_(out), parameterId_(parameterId), reader_(&in)
+    Walker(KelBinaryInput& in, KelChunkView& view, uint32_t parameterId)
+        : in_(in), view_(view), parameterId_(parameterId), reader_(&in)
     {
-        // A well-formed stream holds at most one chunk per head's worth of
-        // bytes; twice that leaves room for chunks that reach past their parent.
-        budget_ = 2 * (in.size / 8) + 16;
+        // A well-formed stream costs at most two steps per head's worth of
+        // bytes: heads and string bytes do not overlap, and each head is looked
+        // at once more by its parent's tiling check. Twice that leaves room
+        // for chunks that reach past their parent.
+        budget_ = 4 * (in.size / 8) + 16;
     }
 
     KelChunkWalkResult run();
@@ -47,15 +50,15 @@ private:
     std::string readIdentityText();
     std::string readStringText();
     bool tilesExactly(int64_t from, int64_t end);
-    std::string whyRejected(int64_t start);
     void fail(int64_t offset, const std::string& why);
 
     KelBinaryInput& in_;
-    std::ostream& out_;
+    KelChunkView& view_;
     uint32_t parameterId_;
     KelChunkReader reader_;
     std::vector<Context> contexts_;  // one per open chunk
     uint64_t budget_;
+    uint64_t spent_ = 0;
     KelChunkWalkResult result_;
 };
 
@@ -77,12 +80,13 @@ bool Walker::next()
     int64_t start = in_.tell();
     if (reader_.depth() == 0 && (start < 0 || static_cast<uint64_t>(start) >= in_.size))
         return false;
-    if (++result_.chunks > budget_) {
+    if (++spent_ > budget_) {
         fail(start, "the chunks overlap more than a stream of this size can hold; walk stopped");
         return false;
     }
+    ++result_.chunks;
     if (!reader_.readChunk()) {
-        fail(start, whyRejected(start));
+        fail(start, kelWhyChunkRejected(in_, start));
         return false;
     }
     openChunk(start);
@@ -94,14 +98,20 @@ void Walker::openChunk(int64_t start)
     uint32_t id = static_cast<uint32_t>(reader_.chunkId());
     uint64_t length = static_cast<uint64_t>(reader_.bytesLeft() + (in_.tell() - start));
     int indent = std::min(reader_.depth() - 1, maxIndent);
-    out_ << std::setw(10) << start << "  " << std::string(2 * indent, ' ') << hex(id, 6) << " v"
+    std::ostringstream line;
+    line << std::setw(10) << start << "  " << std::string(2 * indent, ' ') << hex(id, 6) << " v"
          << reader_.chunkVersion() << " len " << length;
     bool nested = false;
     Context context = Context::Chunks;
     std::string text = label(id, nested, context);
     if (!text.empty())
-        out_ << "  " << text;
-    out_ << '\n';
+        line << "  " << text;
+    view_.chunk(line.str());
+    if (nested && context == Context::Parameter) {
+        int64_t at = in_.tell();
+        view_.parameter(start);
+        in_.seek(at, true);
+    }
     if (nested)
         contexts_.push_back(context);
     else
@@ -120,8 +130,11 @@ std::string Walker::label(uint32_t id, bool& nested, Context& context)
         context = Context::Parameter;
         return id == parameterId_ ? "parameter" : "parameter, older form";
     }
-    if (id == kelChunkString)
+    if (id == kelChunkString) {
+        // A view that loads the chunk's parameter reads the string whole.
+        spent_ += static_cast<uint64_t>(reader_.bytesLeft()) / headSize();
         return "string " + readStringText();
+    }
     if (id == kelChunkID)
         return "identity " + readIdentityText();
     if (id == kelChunkKeyed) {
@@ -176,7 +189,7 @@ bool Walker::tilesExactly(int64_t from, int64_t end)
     uint64_t head = headSize();
     int64_t position = from;
     bool whole = true;
-    while (whole && position < end) {
+    while (whole && position < end && ++spent_ <= budget_) {
         uint32_t word = 0;
         uint64_t length = 0;
         uint32_t shortLength = 0;
@@ -221,23 +234,25 @@ std::string Walker::readStringText()
     return text;
 }
 
+}  // namespace
+
 // The reader has put the stream back at the head; look at it again to say why.
-std::string Walker::whyRejected(int64_t start)
+std::string kelWhyChunkRejected(KelBinaryInput& in, int64_t start)
 {
-    uint64_t head = headSize();
-    uint64_t available = in_.size > static_cast<uint64_t>(start) ? in_.size - static_cast<uint64_t>(start) : 0;
+    uint64_t head = in.width == 64 ? 12 : 8;
+    uint64_t available = in.size > static_cast<uint64_t>(start) ? in.size - static_cast<uint64_t>(start) : 0;
     if (available < head)
         return "the stream ends inside its head";
-    if (!in_.good())
+    if (!in.good())
         return "the stream failed";
     uint32_t word = 0, shortLength = 0;
     uint64_t length = 0;
-    in_.read32(&word, 1);
+    in.read32(&word, 1);
     if (head == 12)
-        in_.read64(&length, 1);
-    else if (in_.read32(&shortLength, 1))
+        in.read64(&length, 1);
+    else if (in.read32(&shortLength, 1))
         length = shortLength;
-    in_.seek(start, true);
+    in.seek(start, true);
     std::string id = "chunk " + hex(word >> 8, 6);
     if (length < head)
         return id + ": length " + std::to_string(length) + " is shorter than its head";
@@ -249,18 +264,36 @@ std::string Walker::whyRejected(int64_t start)
     return id + ": the stream failed";
 }
 
+namespace {
+
 void Walker::fail(int64_t offset, const std::string& why)
 {
     result_.damaged = true;
     result_.damage = "damaged chunk at offset " + std::to_string(offset) + ": " + why;
-    out_ << result_.damage << '\n';
+    view_.damaged(result_.damage);
 }
+
+class TreeView : public KelChunkView {
+public:
+    explicit TreeView(std::ostream& out) : out_(out) {}
+    void chunk(const std::string& line) override { out_ << line << '\n'; }
+    void damaged(const std::string& damage) override { out_ << damage << '\n'; }
+
+private:
+    std::ostream& out_;
+};
 
 }  // namespace
 
+KelChunkWalkResult kelWalkChunks(KelBinaryInput& in, KelChunkView& view, uint32_t parameterId)
+{
+    return Walker(in, view, parameterId).run();
+}
+
 KelChunkWalkResult kelWalkChunks(KelBinaryInput& in, std::ostream& out, uint32_t parameterId)
 {
-    return Walker(in, out, parameterId).run();
+    TreeView view(out);
+    return kelWalkChunks(in, view, parameterId);
 }
 
 std::string kelIdentityText(const KelID& id)

@@ -1,6 +1,7 @@
 // The reference host's named directories.
 #include "host/hostdirservice.h"
 
+#include "host/hostpath.h"
 #include "host/hostquery.h"
 
 const KelWideString& HostDirService::getDirectory(const char* name)
@@ -11,7 +12,7 @@ const KelWideString& HostDirService::getDirectory(const char* name)
 
 void HostDirService::setDirectory(const std::string& name, const std::string& path)
 {
-    directories_[name] = KelWideString::fromUtf8(path.c_str());
+    directories_[name] = kelHostWidePath(path);
     paths_[name] = path;
 }
 

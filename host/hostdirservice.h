@@ -17,9 +17,9 @@ public:
     void queryInterface(const char* name, void* out, bool flag) override;
     const char* className() override { return "HostDirService"; }
 
-    // `path` is a native path in UTF-8, kept as given.
+    // `path` is a native path (any bytes), kept as given.
     void setDirectory(const std::string& name, const std::string& path);
-    // The native path in UTF-8; empty for a name never set.
+    // The native path; empty for a name never set.
     std::string directory(const std::string& name) const;
 
 private:

@@ -4,6 +4,7 @@
 #include <cctype>
 #include <random>
 
+#include "host/chunkwalk.h"
 #include "host/hostfilemagic.h"
 #include "host/kelfilestream.h"
 #include "host/kelhost_app.h"
@@ -52,6 +53,12 @@ int64_t chunkEnd(KelBinaryInput& in)
     return end;
 }
 
+// "damaged chunk at offset N: why", as the chunk walk says it.
+std::string damageAt(KelBinaryInput& in, int64_t offset)
+{
+    return "damaged chunk at offset " + std::to_string(offset) + ": " + kelWhyChunkRejected(in, offset);
+}
+
 }  // namespace
 
 HostParameters& HostParameters::install(KelHost& host)
@@ -62,6 +69,14 @@ HostParameters& HostParameters::install(KelHost& host)
         theParameters = new HostParameters;
     theParameters->host_ = &host;
     host.addService("IQtxFileMagic", magic);
+    return *theParameters;
+}
+
+HostParameters& HostParameters::installLinked(CreateFunction create)
+{
+    if (!theParameters)
+        theParameters = new HostParameters;
+    theParameters->create_ = create;
     return *theParameters;
 }
 
@@ -137,6 +152,11 @@ bool HostParameters::save(const std::string& path, bool wideLengths, std::string
 
 IPtr<IKelUnknown> HostParameters::loadParameter(KelChunkReader& reader, std::string& className, std::string& error)
 {
+    // Both shared string readers start afresh: a parameter before this one
+    // may have left them bad for this stream while loading with true, and
+    // this parameter must not answer for it.
+    kelDetachStringReader();
+    releaseStream();
     KelBinaryInput& in = *reader.stream();
     int64_t start = in.tell();
     int64_t end = chunkEnd(in);
@@ -156,7 +176,6 @@ IPtr<IKelUnknown> HostParameters::loadParameter(KelChunkReader& reader, std::str
     bool loaded = persistable->load(&reader);
     in.seek(end, true);
     if (!loaded) {
-        releaseStream();  // a failed name must not spoil the parameters behind it
         error = "the " + className + " does not load";
         return IPtr<IKelUnknown>();
     }
@@ -198,22 +217,26 @@ bool HostParameters::load(const std::string& path, std::string& error)
     std::map<std::string, IPtr<IKelUnknown>> loaded;
     kelDetachStringReader();
     KelChunkReader reader(&in);
-    if (!reader.readChunk(kelChunkRoot))
-        error = "'" + path + "' is not a document: it does not start with a root chunk";
+    if (!reader.readChunk(kelChunkRoot)) {
+        // A refused head leaves nothing open; a head of another id stays open.
+        error = "'" + path + "' is not a document: " +
+                (reader.depth() == 0 ? damageAt(in, 0) : std::string("it does not start with a root chunk"));
+    }
     while (error.empty() && !reader.atChunkEnd()) {
         int64_t at = in.tell();
         if (!reader.readChunk()) {
-            error = "damaged chunk at offset " + std::to_string(at) + " of '" + path + "'";
+            error = "'" + path + "': " + damageAt(in, at);
             break;
         }
         if (reader.chunkId() == int(kelHostDocumentEntry)) {
             KelCString name;
+            kelDetachStringReader();  // the entry before may have left it bad
             readCString(name, &in);
             std::string className, why;
             IPtr<IKelUnknown> parameter = loadParameter(reader, className, why);
             if (!parameter)
-                error = "entry '" + std::string(name.chars() ? name.chars() : "") + "' at offset " +
-                        std::to_string(at) + " of '" + path + "': " + why;
+                error = "'" + path + "': entry '" + std::string(name.chars() ? name.chars() : "") +
+                        "' at offset " + std::to_string(at) + ": " + why;
             loaded[name.chars() ? name.chars() : ""] = parameter;
         }
         reader.endChunk();

@@ -24,6 +24,11 @@ public:
     // component makes the parameters once it is loaded. Gives the one object
     // of the process.
     static HostParameters& install(KelHost& host);
+    // The same for a program that has the parameter classes linked in rather
+    // than loaded (the fuzz target): `create` makes them, as the component's
+    // kelCreateParameter does. Publishes no service.
+    using CreateFunction = IKelUnknown* (*)(const char*);
+    static HostParameters& installLinked(CreateFunction create);
     // Borrowed: the object install made, or null before.
     static HostParameters* instance();
 
@@ -46,7 +51,8 @@ public:
 
     // Reads the parameter chunk at the stream's position into a new object
     // of the class its name chunk gives; null when it cannot be loaded. The
-    // stream is left at the end of the parameter chunk.
+    // stream is left at the end of the parameter chunk. The shared string
+    // readers are reset first, so a failure is always this chunk's own.
     IPtr<IKelUnknown> loadParameter(KelChunkReader& reader, std::string& className, std::string& error);
 
     // Makes the component's shared string reader let go of `stream` before
@@ -59,7 +65,6 @@ private:
     bool resolveFactory();
 
     KelHost* host_ = nullptr;
-    using CreateFunction = IKelUnknown* (*)(const char*);
     CreateFunction create_ = nullptr;
     std::map<std::string, IPtr<IKelUnknown>> document_;
 };

@@ -1,14 +1,14 @@
 // Binary streams over a file.
 #include "host/kelfilestream.h"
 
-#include "kel/kelwidestring.h"
+#include "host/hostpath.h"
 #include "platform/platform.h"
 
 namespace {
 
-int openByUtf8Path(const std::string& path, int flags)
+int openByNativePath(const std::string& path, int flags)
 {
-    KelWideString wide = KelWideString::fromUtf8(path.c_str());
+    KelWideString wide = kelHostWidePath(path);
     if (wide.isEmpty())
         return -1;
     return kelWOpen(wide.chars(), flags | kelOpenBinary, kelPermOwnerReadWrite);
@@ -43,7 +43,7 @@ void seekDescriptor(int fd, int64_t target, int64_t& position, bool& failed)
 KelFileInput::KelFileInput(const std::string& path, uint32_t presetWidth)
 {
     width = presetWidth;
-    fd_ = openByUtf8Path(path, kelOpenReadOnly);
+    fd_ = openByNativePath(path, kelOpenReadOnly);
     failed_ = fd_ < 0;
     if (failed_)
         return;
@@ -89,7 +89,7 @@ void KelFileInput::close()
 KelFileOutput::KelFileOutput(const std::string& path, int32_t version)
 {
     formatVersion = version;
-    fd_ = openByUtf8Path(path, kelOpenWriteOnly | kelOpenCreate | kelOpenTruncate);
+    fd_ = openByNativePath(path, kelOpenWriteOnly | kelOpenCreate | kelOpenTruncate);
     failed_ = fd_ < 0;
 }
 

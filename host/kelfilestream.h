@@ -15,7 +15,7 @@
 // stream keeps the state it had.
 class KelFileInput : public KelBinaryInput {
 public:
-    // `path` in UTF-8; `presetWidth` 0 lets a root chunk decide the width.
+    // `path` native (any bytes); `presetWidth` 0 lets a root chunk decide the width.
     explicit KelFileInput(const std::string& path, uint32_t presetWidth = 0);
     ~KelFileInput() override;
 

@@ -9,15 +9,18 @@
 //   saveDocument(path, wide=0)    writes the document; wide: 8-byte lengths
 //   loadDocument(path)            replaces the document with the file's
 //
-// Identities are texts of the form xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx. A
-// command fails (the user hears of it through the script engine) on a
-// malformed identity, an unknown name, or a file that cannot be written or
-// read; a failed file also leaves its reason in the engine's messages.
+// Paths are Python's texts of native names, as open() takes them, so any file
+// a script can name opens. Identities are texts of the form
+// xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx. A command fails (the user hears of it
+// through the script engine) on a malformed identity, an unknown name, or a
+// file that cannot be written or read; a failed file also leaves its reason
+// in the engine's messages.
 #include "host/chunkwalk.h"
 #include "host/commandsets.h"
 #include "host/hostparameters.h"
+#include "host/hostpath.h"
 #include "kel/ikelidvalue.h"
-#include "kel/ikelidvalue.h"
+#include "text/utf16text.h"
 
 namespace {
 
@@ -137,8 +140,9 @@ bool parameterNames(ScriptCall& call)
 // Tells the user why a file failed, beside the command's own failure.
 bool fileFailed(const std::string& error)
 {
+    // The message names a native path, which need not be UTF-8.
     if (IScriptEngine* engine = SPtr<IScriptEngine>().get())
-        engine->reportError(KelWideString::fromUtf8(error.c_str()), 0);
+        engine->reportError(kelUnitsOfUtf8(error, KelBadByte::replace), 0);
     return false;
 }
 
@@ -152,7 +156,7 @@ bool saveDocument(ScriptCall& call)
     if (call.arg(1, "wide") && !call.getInt(1, "wide", wide))
         return false;
     std::string error;
-    if (!parameters->save(path.utf8(), wide != 0, error))
+    if (!parameters->save(kelHostNativePath(kelHostScriptPath(path)), wide != 0, error))
         return fileFailed(error);
     call.giveInt(static_cast<int32_t>(parameters->names().size()));
     return true;
@@ -165,7 +169,7 @@ bool loadDocument(ScriptCall& call)
     if (!parameters || !call.getText(0, "path", path))
         return false;
     std::string error;
-    if (!parameters->load(path.utf8(), error))
+    if (!parameters->load(kelHostNativePath(kelHostScriptPath(path)), error))
         return fileFailed(error);
     call.giveInt(static_cast<int32_t>(parameters->names().size()));
     return true;

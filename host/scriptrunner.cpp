@@ -4,6 +4,8 @@
 #include <fstream>
 
 #include "host/hostdatastore.h"
+#include "host/hostinterrupt.h"
+#include "host/hostpath.h"
 #include "host/hostscripting.h"
 #include "host/kelhost_app.h"
 #include "kel/componentid.h"
@@ -53,11 +55,13 @@ int32_t ScriptRunner::runFile(const std::string& path, const std::vector<std::st
     argv.push(KelCString(path.c_str()));
     for (const std::string& arg : args)
         argv.push(KelCString(arg.c_str()));
-    return python_->runFileWithArgs(kelUnitsOfUtf8(path, KelBadByte::replace), argv);
+    HostInterruptScope interruptible;
+    return python_->runFileWithArgs(kelHostWidePath(path), argv);
 }
 
 int32_t ScriptRunner::runText(const std::string& text)
 {
+    HostInterruptScope interruptible;
     return interpreter_->runString(kelUnitsOfUtf8(text, KelBadByte::replace));
 }
 

@@ -133,7 +133,13 @@ KelFdStreambuf::int_type KelFdStreambuf::overflow(int_type c)
         // The area keeps one byte in reserve, so a full buffer goes out whole.
         *pptr() = traits_type::to_char_type(c);
         pbump(1);
-        return flushPutArea() == 0 ? c : eof;
+        if (flushPutArea() == 0)
+            return c;
+        // Refused: `c` is taken back and the pending bytes stay, with the put
+        // pointer inside the area again, so a caller that clears the state
+        // and writes on reaches this function and never the byte past it.
+        pbump(-1);
+        return eof;
     }
     if (bufferSize > 1) {
         setg(buffer, buffer, buffer);

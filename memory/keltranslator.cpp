@@ -60,6 +60,13 @@ void bindTranslator(TranslatorState& state)
     state.bound = true;
 }
 
+// A null argument is one empty argument: only the array's closing null may
+// end the list that format() reads.
+const KelWideString* present(const KelWideString* argument)
+{
+    return argument ? argument : &KelWideString::emptyString();
+}
+
 }  // namespace
 
 bool KelTrivialTranslator::lookupText(const char* text, KelWideString* result)
@@ -89,7 +96,8 @@ KelWideString KelTrivialTranslator::translate(const char* text, const KelWideStr
                                               const KelWideString* a3, const KelWideString* a4,
                                               const KelWideString* a5, const KelWideString* a6)
 {
-    const KelWideString* args[] = {a1, a2, a3, a4, a5, a6, nullptr};
+    const KelWideString* args[] = {present(a1), present(a2), present(a3), present(a4),
+                                   present(a5), present(a6), nullptr};
     return translateWith(text, args);
 }
 
@@ -97,33 +105,33 @@ KelWideString KelTrivialTranslator::translate(const char* text, const KelWideStr
                                               const KelWideString* a3, const KelWideString* a4,
                                               const KelWideString* a5)
 {
-    const KelWideString* args[] = {a1, a2, a3, a4, a5, nullptr};
+    const KelWideString* args[] = {present(a1), present(a2), present(a3), present(a4), present(a5), nullptr};
     return translateWith(text, args);
 }
 
 KelWideString KelTrivialTranslator::translate(const char* text, const KelWideString* a1, const KelWideString* a2,
                                               const KelWideString* a3, const KelWideString* a4)
 {
-    const KelWideString* args[] = {a1, a2, a3, a4, nullptr};
+    const KelWideString* args[] = {present(a1), present(a2), present(a3), present(a4), nullptr};
     return translateWith(text, args);
 }
 
 KelWideString KelTrivialTranslator::translate(const char* text, const KelWideString* a1, const KelWideString* a2,
                                               const KelWideString* a3)
 {
-    const KelWideString* args[] = {a1, a2, a3, nullptr};
+    const KelWideString* args[] = {present(a1), present(a2), present(a3), nullptr};
     return translateWith(text, args);
 }
 
 KelWideString KelTrivialTranslator::translate(const char* text, const KelWideString* a1, const KelWideString* a2)
 {
-    const KelWideString* args[] = {a1, a2, nullptr};
+    const KelWideString* args[] = {present(a1), present(a2), nullptr};
     return translateWith(text, args);
 }
 
 KelWideString KelTrivialTranslator::translate(const char* text, const KelWideString* a1)
 {
-    const KelWideString* args[] = {a1, nullptr};
+    const KelWideString* args[] = {present(a1), nullptr};
     return translateWith(text, args);
 }
 

@@ -30,7 +30,9 @@ bool parameterChunkId(Parameter& parameter, uint32_t& id)
 bool beginParameterChunk(KelChunkWriter& writer, Parameter& parameter)
 {
     uint32_t id = 0;
-    if (!parameterChunkId(parameter, id))
+    // A writer without a stream (its maker's stream() has raised the
+    // assertion) or with a failed one writes nothing.
+    if (!writer.good() || !parameterChunkId(parameter, id))
         return false;
     writer.beginChunk(id, writtenVersion);
     parameter.writeNameChunk(writer);

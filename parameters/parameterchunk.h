@@ -12,7 +12,8 @@ class KelBinaryInput;
 namespace QTXModelFeature {
 
 // Opens the parameter chunk (version 2) on `writer` and writes sub-chunks 0
-// and 128. False, with nothing written, when the host has no IQtxFileMagic.
+// and 128. False, with nothing written, when the writer is not good (it has
+// no stream, say) or the host has no IQtxFileMagic.
 bool beginParameterChunk(KelChunkWriter& writer, Parameter& parameter);
 
 // Reads the parameter chunk's head: the host's id, or 0xb0000 for older

@@ -3,7 +3,6 @@
 
 #include <climits>
 #include <cstring>
-#include <memory>
 
 #include "core/kelassert.h"
 #include "kel/kelbigendian.h"
@@ -291,6 +290,8 @@ bool KelChunkWriter::good() const
 KelChunkWriter& KelChunkWriter::writeCStringChunk(const KelCString& text)
 {
     beginChunk(kelChunkString, 0);
+    if (!bo_)
+        return *this;  // beginChunk has raised the assertion
     if (const char* chars = text.chars())
         bo_->writeRaw(chars, std::strlen(chars));
     endChunk();
@@ -300,6 +301,8 @@ KelChunkWriter& KelChunkWriter::writeCStringChunk(const KelCString& text)
 KEL_ONE_BODY KelChunkWriter& KelChunkWriter::writeIDChunk(const KelID& id)
 {
     beginChunk(kelChunkID, 0);
+    if (!bo_)
+        return *this;  // beginChunk has raised the assertion
     writeID(id, bo_);
     endChunk();
     return *this;
@@ -386,14 +389,19 @@ bool readCString(KelCString& text, KelBinaryInput* stream)
             shared.good_ = false;
         } else {
             // The string takes a copy of its own; an undelivered tail reads as
-            // zeros rather than as whatever the block held.
-            std::unique_ptr<char[]> bytes(new char[static_cast<size_t>(bytesLeft) + 1]);
+            // zeros rather than as whatever the block held. The block is a
+            // guarded one: a length the heap cannot give ends in the orderly
+            // stop, never in an exception out of a parameter's load.
+            void* block = nullptr;
+            qtxMalloc(&block, 1, static_cast<int>(bytesLeft) + 1);
+            char* bytes = static_cast<char*>(block);
             uint64_t want = static_cast<uint64_t>(bytesLeft);
-            uint64_t got = stream->readRaw(bytes.get(), want);
+            uint64_t got = stream->readRaw(bytes, want);
             if (got > want)
                 got = want;
-            std::memset(bytes.get() + got, 0, static_cast<size_t>(bytesLeft) + 1 - got);
-            text.assign(bytes.get());
+            std::memset(bytes + got, 0, static_cast<size_t>(bytesLeft) + 1 - got);
+            text.assign(bytes);
+            kelHeapFree(block);
         }
     }
     shared.endChunk();

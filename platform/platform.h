@@ -5,6 +5,24 @@
 // maps that model onto its OS. Paths arrive in canonical form (UTF-16,
 // backslashes) and are turned into the native form here, at every file call.
 //
+// Native names and wide paths. A POSIX name is any run of bytes but '/' and
+// zero, and it need not be UTF-8; a wide path must name every such file, and
+// a backslash, which separates in the wide form, may be an ordinary character
+// of a POSIX name. So, between a native path and its wide form:
+//   - '/' natively is '\' in the wide form; '\' and '/' in a wide path both
+//     become '/';
+//   - a character of valid UTF-8 is itself, a pair of surrogates above U+FFFF;
+//   - a native byte that cannot stand as itself, a byte outside valid UTF-8
+//     (0x80-0xFF) or a backslash inside a name, is the lone low surrogate
+//     U+DC00 + byte: U+DC80-U+DCFF as Python's "surrogateescape" writes such
+//     bytes, and U+DC5C for the backslash;
+//   - any other lone surrogate has no native form and becomes U+FFFD.
+// A native path therefore comes back from its wide form byte for byte, and a
+// canonical wide path without other lone surrogates comes back from its
+// native form unit for unit. A text
+// that names a native file in the native way (Python's paths) differs from
+// the wide form only in its backslashes, which are name characters there.
+//
 // Allocation, open, write and seek go through kelSyscalls, a table of function
 // pointers, so that a test can make exactly those calls fail.
 #pragma once
@@ -62,11 +80,16 @@ long long kelLseeki64(int fd, long long offset, int origin);
 int kelClose(int fd);
 int kelWUnlink(const char16_t* path);
 
-// The native form of a canonical wide path, as UTF-8 bytes: on POSIX every
-// backslash becomes '/'. Writes at most `capacity` bytes including the
-// terminator; gives the length needed without the terminator (so a result
-// >= capacity means the text was cut). A null path gives "".
+// The native form of a canonical wide path, by the rule above: on POSIX every
+// backslash becomes '/', and U+DC5C and U+DC80-U+DCFF their bytes. Writes at
+// most `capacity` bytes including the terminator; gives the length needed
+// without the terminator (so a result >= capacity means the text was cut). A
+// null path gives "".
 size_t kelNativePath(const char16_t* path, char* out, size_t capacity);
+// The canonical wide form of a native path, the other way round. Writes at
+// most `capacity` units including the terminator and gives the length needed
+// without it, as kelNativePath does. A null path gives "".
+size_t kelWidePath(const char* nativePath, char16_t* out, size_t capacity);
 
 // The separator of native paths: '/' on POSIX, '\\' on Windows.
 char16_t kelNativeSeparator();

@@ -69,36 +69,49 @@ char32_t nextCodePoint(const char16_t*& text)
     return unit;
 }
 
-// Converts a UTF-16 text into UTF-8 without touching the heap when it is
-// short; long texts fall back to a vector.
+// The byte of a native name that a lone low surrogate stands for (see
+// platform.h), or -1 for any other unit.
+int escapedByte(char16_t unit)
+{
+    return unit == 0xDC5C || (unit >= 0xDC80 && unit <= 0xDCFF) ? unit - 0xDC00 : -1;
+}
+
+// The native form of a wide path into out[0, capacity), terminated and cut
+// to fit (capacity >= 1); gives the full length without the terminator.
+size_t nativeForm(const char16_t* path, char* out, size_t capacity)
+{
+    size_t length = 0;
+    while (path && *path) {
+        // A low surrogate here has no high one before it: a pair is taken whole.
+        if (int byte = escapedByte(*path); byte >= 0) {
+            if (length < capacity - 1)
+                out[length] = char(byte);
+            ++length;
+            ++path;
+            continue;
+        }
+        char32_t codePoint = nextCodePoint(path);
+        length = putUtf8(codePoint == u'\\' ? char32_t(u'/') : codePoint, out, capacity - 1, length);
+    }
+    out[length < capacity ? length : capacity - 1] = '\0';
+    return length;
+}
+
+// The native form of a wide path without touching the heap when it is short;
+// long paths fall back to a vector.
 class NativeText {
 public:
-    NativeText(const char16_t* text, bool pathForm)
+    explicit NativeText(const char16_t* path)
     {
-        size_t need = convert(text, pathForm, local_, sizeof local_);
+        size_t need = nativeForm(path, local_, sizeof local_);
         if (need >= sizeof local_) {
             heap_.resize(need + 1);
-            convert(text, pathForm, heap_.data(), heap_.size());
+            nativeForm(path, heap_.data(), heap_.size());
         }
     }
     const char* get() const { return heap_.empty() ? local_ : heap_.data(); }
 
 private:
-    static size_t convert(const char16_t* text, bool pathForm, char* out, size_t capacity)
-    {
-        size_t length = 0;
-        if (text) {
-            while (*text) {
-                char32_t codePoint = nextCodePoint(text);
-                if (pathForm && codePoint == u'\\')
-                    codePoint = u'/';
-                length = putUtf8(codePoint, out, capacity - 1, length);
-            }
-        }
-        out[length < capacity ? length : capacity - 1] = '\0';
-        return length;
-    }
-
     char local_[1024];
     std::vector<char> heap_;
 };
@@ -217,15 +230,7 @@ size_t kelNativePath(const char16_t* path, char* out, size_t capacity)
         out = &dummy;
         capacity = 1;
     }
-    size_t length = 0;
-    if (path) {
-        while (*path) {
-            char32_t codePoint = nextCodePoint(path);
-            length = putUtf8(codePoint == u'\\' ? char32_t(u'/') : codePoint, out, capacity - 1, length);
-        }
-    }
-    out[length < capacity ? length : capacity - 1] = '\0';
-    return length;
+    return nativeForm(path, out, capacity);
 }
 
 char16_t kelNativeSeparator()
@@ -235,7 +240,7 @@ char16_t kelNativeSeparator()
 
 int kelWOpen(const char16_t* path, int flags, int permissions)
 {
-    NativeText native(path, true);
+    NativeText native(path);
     return kelSyscalls.open(native.get(), flags, permissions);
 }
 
@@ -267,7 +272,7 @@ int kelClose(int fd)
 
 int kelWUnlink(const char16_t* path)
 {
-    NativeText native(path, true);
+    NativeText native(path);
     return ::unlink(native.get());
 }
 
@@ -415,7 +420,51 @@ long long decodeInto(PieceWriter& writer, const unsigned char* bytes, size_t len
     return 0;
 }
 
+// The length of the valid UTF-8 sequence at `p`, or 0 for a broken one: the
+// decoder gives U+FFFD for both a broken sequence and that character itself.
+int validLength(const unsigned char* p, const unsigned char* end, char32_t& codePoint)
+{
+    int taken = decodeUtf8(p, end, true, codePoint);
+    bool replacement = taken == 3 && p[0] == 0xEF && p[1] == 0xBF && p[2] == 0xBD;
+    return codePoint == 0xFFFD && !replacement ? 0 : taken;
+}
+
+void putUnit(char16_t unit, char16_t* out, size_t capacity, size_t& length)
+{
+    if (length < capacity)
+        out[length] = unit;
+    ++length;
+}
+
 }  // namespace
+
+size_t kelWidePath(const char* nativePath, char16_t* out, size_t capacity)
+{
+    char16_t dummy;
+    if (capacity == 0) {
+        out = &dummy;
+        capacity = 1;
+    }
+    size_t length = 0;
+    const auto* p = reinterpret_cast<const unsigned char*>(nativePath ? nativePath : "");
+    const unsigned char* end = p + std::strlen(reinterpret_cast<const char*>(p));
+    while (p < end) {
+        char32_t codePoint = 0;
+        int taken = validLength(p, end, codePoint);
+        if (taken == 0 || codePoint == u'\\') {
+            putUnit(char16_t(0xDC00 + *p++), out, capacity - 1, length);
+            continue;
+        }
+        p += taken;
+        if (codePoint >= 0x10000) {
+            putUnit(char16_t(0xD800 + ((codePoint - 0x10000) >> 10)), out, capacity - 1, length);
+            codePoint = 0xDC00 + ((codePoint - 0x10000) & 0x3FF);
+        }
+        putUnit(codePoint == u'/' ? u'\\' : char16_t(codePoint), out, capacity - 1, length);
+    }
+    out[length < capacity ? length : capacity - 1] = 0;
+    return length;
+}
 
 bool kelReadWideTextFile(const char16_t* path, bool (*piece)(void* context, const char16_t* units, size_t length),
                          void* context)

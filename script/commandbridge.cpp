@@ -3,6 +3,7 @@
 // belongs.
 #include "script/commandbridge.h"
 
+#include <cstring>
 #include <exception>
 #include <new>
 #include <sstream>
@@ -15,11 +16,6 @@
 #include "script/valueconversion.h"
 #include "text/utf16text.h"
 
-namespace {
-
-const char kSourceFile[] = ".\\scriptinterpreterpython";
-
-// Tells the user through the host's script engine, when the host has one.
 void reportToUser(const char* message, const std::string& argument)
 {
     SPtr<IScriptEngine> engine;
@@ -33,11 +29,18 @@ void reportToUser(const char* message, const std::string& argument)
     engine->reportError(text, 0);
 }
 
+namespace {
+
+const char kSourceFile[] = ".\\scriptinterpreterpython";
+
 // The same failure reaches the script as a TypeError it may catch, and the
 // user through the host.
 void raiseAndReport(const std::string& text)
 {
-    PyErr_SetString(PyExc_TypeError, text.c_str());
+    // A host name need not be UTF-8: its bad bytes are shown escaped.
+    PyRef value = PyRef::steal(PyUnicode_DecodeUTF8(text.data(), static_cast<Py_ssize_t>(text.size()), "backslashreplace"));  // new reference
+    if (value)
+        PyErr_SetObject(PyExc_TypeError, value.get());
     reportToUser("Python interpreter error:\n%1", text);
 }
 
@@ -48,6 +51,35 @@ IScriptActualArgList* newArgList(bool named)
     IScriptActualArgList* scriptArgs = factory ? factory->createArgList(named) : nullptr;
     KEL_ASSERT(scriptArgs, kSourceFile);
     return scriptArgs;
+}
+
+// A conversion refused a value the host cannot hold (an OverflowError is
+// set): the script learns which argument of which command it was.
+void nameRefusedArgument(const std::string& argument, const char* name)
+{
+    PyObject* rawType = nullptr;
+    PyObject* rawValue = nullptr;
+    PyObject* rawTraceback = nullptr;
+    PyErr_Fetch(&rawType, &rawValue, &rawTraceback);
+    PyRef type = PyRef::steal(rawType);  // new references, all three
+    PyRef value = PyRef::steal(rawValue);
+    PyRef traceback = PyRef::steal(rawTraceback);
+    PyErr_Format(type ? type.get() : PyExc_OverflowError, "%s for %s(): %S", argument.c_str(), name,
+                 value ? value.get() : Py_None);
+}
+
+// What a message shows of a key: its head, so that a huge key cannot make a
+// message the host's strings cannot hold.
+std::string shownKey(const char* key)
+{
+    const size_t kShown = 200;
+    std::string text(key, strnlen(key, kShown + 1));
+    if (text.size() <= kShown)
+        return text;
+    size_t cut = kShown;
+    while (cut > 0 && (static_cast<unsigned char>(text[cut]) & 0xC0) == 0x80)
+        --cut;  // not inside a character
+    return text.substr(0, cut) + "...";
 }
 
 // A key's UTF-8 form, or null (with no Python error) when it has none, which
@@ -61,6 +93,18 @@ const char* keyText(PyObject* key, PyRef& spelled)
     spelled = PyRef::steal(PyUnicode_AsEncodedString(key, "utf-8", "backslashreplace"));  // new reference
     PyErr_Clear();
     return nullptr;
+}
+
+// The command's name: the bytes that self holds, also when they are not
+// UTF-8 (self then holds them escaped as lone surrogates).
+const char* commandName(PyObject* self, PyRef& spelled)
+{
+    const char* name = PyUnicode_AsUTF8(self);  // borrowed: cached in self
+    if (name)
+        return name;
+    PyErr_Clear();
+    spelled = PyRef::steal(PyUnicode_AsEncodedString(self, "utf-8", "surrogateescape"));  // new reference
+    return spelled ? PyBytes_AS_STRING(spelled.get()) : nullptr;
 }
 
 PyObject* newNone()
@@ -82,7 +126,8 @@ PyObject* callCommandUnguarded(PyObject* self, PyObject* args, PyObject* keyword
 {
     ScriptInterpreterPython* instance_ = ScriptInterpreterPython::instance_;
     KEL_ASSERT(instance_, kSourceFile);
-    const char* name = instance_ && self ? PyUnicode_AsUTF8(self) : nullptr;  // borrowed: cached in self
+    PyRef spelled;
+    const char* name = instance_ && self ? commandName(self, spelled) : nullptr;
     KEL_ASSERT(name, kSourceFile);
     IScriptCommandList* commands = instance_ ? instance_->commandList() : nullptr;
     // The name is only borrowed for the look-up: the list compares, it keeps
@@ -138,6 +183,10 @@ IPtr<IScriptActualArgList> buildArgsFromTuple(const char* name, PyObject* args)
     const Py_ssize_t size = args && PyTuple_Check(args) ? PyTuple_GET_SIZE(args) : 0;
     for (Py_ssize_t i = 0; i < size; ++i) {
         IScriptValue* value = pyObjectToValue(PyTuple_GET_ITEM(args, i));  // borrowed item
+        if (!value && PyErr_Occurred()) {
+            nameRefusedArgument("argument " + std::to_string(i + 1), name);
+            return {};
+        }
         if (!value) {
             std::ostringstream text;
             text << "wrong type of argument " << i + 1 << " for " << name << "()";
@@ -162,10 +211,19 @@ IPtr<IScriptActualArgList> buildArgsFromKeywords(const char* name, PyObject* key
             continue;
         PyRef spelled;
         const char* argName = keyText(key, spelled);
+        const char* shown = argName ? argName : spelled ? PyBytes_AS_STRING(spelled.get()) : "?";
+        if (argName && std::strlen(argName) > static_cast<size_t>(KelCString::maxLength)) {
+            PyErr_SetString(PyExc_OverflowError, "the name is longer than the host's strings hold");
+            nameRefusedArgument("keyword " + shownKey(shown), name);
+            return {};
+        }
         IScriptValue* value = argName ? pyObjectToValue(entry) : nullptr;
+        if (!value && PyErr_Occurred()) {
+            nameRefusedArgument("argument " + shownKey(shown), name);
+            return {};
+        }
         if (!value) {
-            const char* shown = argName ? argName : spelled ? PyBytes_AS_STRING(spelled.get()) : "?";
-            raiseAndReport(std::string("wrong type of argument for ") + shown + " for " + name);
+            raiseAndReport("wrong type of argument for " + shownKey(shown) + " for " + name);
             return {};
         }
         list->addNamed(KelCString(argName, kelBorrow), value);

@@ -25,6 +25,8 @@
 // No C++ exception leaves callCommand.
 #pragma once
 
+#include <string>
+
 #include "kel/iptr.h"
 #include "kel/kelobjectarray.h"
 #include "kel/qtxcstring.h"
@@ -41,6 +43,11 @@ PyObject* callCommand(PyObject* self, PyObject* args, PyObject* keywords);
 IPtr<IScriptActualArgList> buildArgsFromTuple(const char* name, PyObject* args);
 // The same for a call by keywords. Keys that are not str are skipped.
 IPtr<IScriptActualArgList> buildArgsFromKeywords(const char* name, PyObject* keywords);
+
+// Tells the user through the host's script engine, when the host has one:
+// `message` translated, with `argument` (UTF-8; a byte that is not valid
+// UTF-8 stands for itself) in its placeholder %1.
+void reportToUser(const char* message, const std::string& argument);
 
 // Fills `array` from index 1 with Python's reserved words ("keyword"'s
 // "kwlist"), read once per process and empty for good when the module cannot

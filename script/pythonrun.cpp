@@ -1,11 +1,13 @@
 // Starting Python and running texts and files in __main__.
 #include "script/pythonrun.h"
 
+#include <cstdio>
 #include <unordered_map>
 #include <vector>
 
 #include "platform/platform.h"
 #include "script/pyref.h"
+#include "text/utf16text.h"
 
 namespace {
 
@@ -16,29 +18,91 @@ PyObject* mainDict()
     return main ? PyModule_GetDict(main) : nullptr;   // borrowed
 }
 
-// Prints the pending exception as the simple run functions do, except that a
-// SystemExit is shown like any other exception instead of ending the process.
-void printPendingError()
+// Borrowed: the component's own namespace, made at the first use. Its texts
+// run here, so that what a script rebinds or deletes in __main__ (os, sys,
+// open, the output classes) cannot break them; __main__ sees the same names
+// by publishing. Its __name__ is that of __main__, as the classes' module.
+PyObject* privateDict()
 {
-    if (!PyErr_ExceptionMatches(PyExc_SystemExit)) {
-        PyErr_Print();
-        return;
+    static PyObject* dict = nullptr;  // one reference, kept for the process
+    if (dict)
+        return dict;
+    PyRef made = PyRef::steal(PyDict_New());                              // new reference
+    PyRef builtins = PyRef::steal(PyImport_ImportModule("builtins"));   // new reference
+    PyRef name = PyRef::steal(PyUnicode_FromString("__main__"));        // new reference
+    if (!made || !builtins || !name || PyDict_SetItemString(made.get(), "__builtins__", builtins.get()) ||
+        PyDict_SetItemString(made.get(), "__name__", name.get()))
+        return nullptr;
+    dict = made.release();
+    return dict;
+}
+
+// Copies the names of the private namespace into __main__, except those
+// that begin with an underscore, which are the component's alone.
+void publish(PyObject* from, PyObject* to)
+{
+    Py_ssize_t position = 0;
+    PyObject* key = nullptr;    // borrowed
+    PyObject* value = nullptr;  // borrowed
+    while (PyDict_Next(from, &position, &key, &value)) {
+        if (PyUnicode_Check(key) && PyUnicode_READ_CHAR(key, 0) != '_' && PyDict_SetItem(to, key, value))
+            PyErr_Clear();
     }
+}
+
+// Display of an exception that is not the pending one (PyErr_Display
+// prints and keeps nothing pending).
+void display(const PyRef& type, const PyRef& value, const PyRef& traceback)
+{
+    PyErr_Display(type.get(), value.get(), traceback ? traceback.get() : Py_None);
+}
+
+// Fetches the pending exception, normalised, with its traceback attached.
+void fetchNormalized(PyRef& type, PyRef& value, PyRef& traceback)
+{
     PyObject* rawType = nullptr;
     PyObject* rawValue = nullptr;
     PyObject* rawTraceback = nullptr;
     PyErr_Fetch(&rawType, &rawValue, &rawTraceback);
     PyErr_NormalizeException(&rawType, &rawValue, &rawTraceback);
-    PyRef type = PyRef::steal(rawType);  // new references, all three
-    PyRef value = PyRef::steal(rawValue);
-    PyRef traceback = PyRef::steal(rawTraceback);
+    type = PyRef::steal(rawType);  // new references, all three
+    value = PyRef::steal(rawValue);
+    traceback = PyRef::steal(rawTraceback);
     if (value && traceback)
         PyException_SetTraceback(value.get(), traceback.get());
+}
+
+// Prints the pending exception as the simple run functions do, through
+// sys.excepthook, except that nothing here ends the process: a SystemExit
+// is shown like any other exception, and a hook that raises (SystemExit
+// included) is reported the way Python reports a failed hook.
+void printPendingError()
+{
+    PyRef type, value, traceback;
+    fetchNormalized(type, value, traceback);
     // What PyErr_Print leaves behind for a debugger.
     PySys_SetObject("last_type", type ? type.get() : Py_None);
     PySys_SetObject("last_value", value ? value.get() : Py_None);
     PySys_SetObject("last_traceback", traceback ? traceback.get() : Py_None);
-    PyErr_Display(type.get(), value.get(), traceback.get());
+    PyErr_Clear();  // a __del__ run by replacing the old values may leave one
+    PyObject* hook = PySys_GetObject("excepthook");  // borrowed
+    if (!hook || hook == Py_None) {
+        PySys_WriteStderr("sys.excepthook is missing\n");
+        display(type, value, traceback);
+        return;
+    }
+    PyRef keepHook = PyRef::borrow(hook);
+    PyRef result = PyRef::steal(PyObject_CallFunctionObjArgs(hook, type ? type.get() : Py_None,
+                                                             value ? value.get() : Py_None,
+                                                             traceback ? traceback.get() : Py_None, nullptr));
+    if (result)
+        return;
+    PyRef hookType, hookValue, hookTraceback;
+    fetchNormalized(hookType, hookValue, hookTraceback);
+    PySys_WriteStderr("Error in sys.excepthook:\n");
+    display(hookType, hookValue, hookTraceback);
+    PySys_WriteStderr("\nOriginal exception was:\n");
+    display(type, value, traceback);
     PyErr_Clear();
 }
 
@@ -68,39 +132,6 @@ bool readAll(const KelWideString& path, std::string& bytes)
 }
 
 }  // namespace
-
-bool kelPythonStart()
-{
-    if (Py_IsInitialized())
-        return false;
-    // The component is loaded privately; the interpreter's extension modules
-    // (ctypes, _socket, ...) resolve Python's symbols globally.
-    kelPromoteLibraryOf(reinterpret_cast<const void*>(&Py_Initialize));
-    // Script files, paths and the host's texts are UTF-8 whatever the
-    // process locale says, so Python's streams and file names are too.
-    PyPreConfig preconfig;
-    PyPreConfig_InitPythonConfig(&preconfig);
-    preconfig.utf8_mode = 1;
-    preconfig.coerce_c_locale = 0;  // the host's locale is the host's
-    preconfig.parse_argv = 0;
-    Py_PreInitialize(&preconfig);
-    Py_Initialize();
-    kelPythonRunText("# -*- coding: utf-8 -*-\n");
-    return true;
-}
-
-void kelPythonStop()
-{
-    if (Py_IsInitialized())
-        Py_Finalize();
-}
-
-void kelPythonAliasUnicode()
-{
-    PyRef builtins = PyRef::steal(PyImport_ImportModule("builtins"));  // new reference
-    if (!builtins || PyObject_SetAttrString(builtins.get(), "unicode", reinterpret_cast<PyObject*>(&PyUnicode_Type)))
-        PyErr_Clear();
-}
 
 int kelPythonRunText(const char* text)
 {
@@ -132,12 +163,25 @@ int kelPythonRunOwnText(const std::string& text)
             cache->clear();
         found = cache->emplace(text, std::move(code)).first;
     }
-    PyObject* globals = mainDict();  // borrowed
-    PyRef result = globals ? PyRef::steal(PyEval_EvalCode(found->second.get(), globals, globals)) : PyRef();  // new reference
+    PyObject* own = privateDict();  // borrowed
+    PyObject* main = mainDict();    // borrowed
+    PyRef result = own && main ? PyRef::steal(PyEval_EvalCode(found->second.get(), own, own)) : PyRef();  // new reference
+    if (own && main)
+        publish(own, main);
     if (result)
         return 0;
     printPendingError();
     return -1;
+}
+
+bool kelPythonTakeRunFailure()
+{
+    PyObject* own = privateDict();                                           // borrowed
+    PyObject* flag = own ? PyDict_GetItemString(own, "_kelRunFailed") : nullptr;  // borrowed
+    bool failed = flag && PyObject_IsTrue(flag) == 1;
+    if (failed && PyDict_SetItemString(own, "_kelRunFailed", Py_False))
+        PyErr_Clear();
+    return failed;
 }
 
 void kelPythonFlushStdio()
@@ -184,17 +228,41 @@ bool kelPythonRunFile(const KelWideString& path, int* status)
     return true;
 }
 
+namespace {
+
+void appendEscape(std::string& literal, const char* form, uint32_t c)
+{
+    char escape[12];
+    std::snprintf(escape, sizeof escape, form, static_cast<unsigned>(c));
+    literal += escape;
+}
+
+}  // namespace
+
+// Built here, byte by byte, with no Python call: a pending signal or a
+// script's changes to Python cannot make the error file's path empty.
 std::string kelPythonPathLiteral(const KelWideString& path)
 {
-    std::string native = nativePath(path);
-    PyRef text = PyRef::steal(PyUnicode_DecodeFSDefaultAndSize(native.data(), static_cast<Py_ssize_t>(native.size())));  // new reference
-    PyRef literal = text ? PyRef::steal(PyObject_ASCII(text.get())) : PyRef();  // new reference
-    const char* ascii = literal ? PyUnicode_AsUTF8(literal.get()) : nullptr;  // borrowed from literal
-    if (!ascii) {
-        PyErr_Clear();
-        return "''";
+    const std::string native = nativePath(path);
+    const auto* p = reinterpret_cast<const unsigned char*>(native.data());
+    const unsigned char* end = p + native.size();
+    std::string literal = "'";
+    while (p < end) {
+        uint32_t c = 0;
+        int length = kelUtf8Sequence(p, end, c);
+        if (length == 0) {
+            c = 0xDC00 + *p;  // as the file system decoding reads a stray byte
+            length = 1;
+        }
+        p += length;
+        if (c == '\\' || c == '\'')
+            literal += {'\\', static_cast<char>(c)};
+        else if (c >= 0x20 && c < 0x7F)
+            literal += static_cast<char>(c);
+        else
+            appendEscape(literal, c < 0x100 ? "\\x%02x" : c < 0x10000 ? "\\u%04x" : "\\U%08x", c);
     }
-    return ascii;
+    return literal + "'";
 }
 
 void kelPythonSetArgv(const KelObjectArray<KelCString>& args)

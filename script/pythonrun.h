@@ -2,10 +2,12 @@
 // or a source file in __main__, path literals and sys.argv.
 //
 // These are the only run functions that the interpreter class uses. They
-// behave like Python's simple run functions (traceback to sys.stderr, status
-// 0 or -1) with one difference: an uncaught SystemExit (exit(), quit(),
-// raise SystemExit) ends only the script. Its traceback goes where any other
-// goes and the status is -1; the process is never ended from here.
+// behave like Python's simple run functions (traceback through
+// sys.excepthook to sys.stderr, status 0 or -1) with one difference: nothing
+// ends the process. An uncaught SystemExit (exit(), quit(), raise
+// SystemExit) ends only the script; its traceback goes where any other goes
+// and the status is -1. A sys.excepthook that raises, SystemExit included,
+// is reported as Python reports a failed hook.
 //
 // Everything belongs on the thread that started Python.
 #pragma once
@@ -16,10 +18,18 @@
 #include "kel/kelwidestring.h"
 #include "kel/qtxcstring.h"
 
+enum class KelPythonStart { started, alreadyUp, failed };
+
 // Starts Python when nobody has yet: makes the interpreter library's symbols
 // visible to the extension modules that Python loads later, starts it in
-// UTF-8 mode and runs the coding line. False when Python was up already.
-bool kelPythonStart();
+// UTF-8 mode, isolated from the PYTHON* variables and the user site unless
+// `useEnvironment`, without signal handlers of its own, and runs the coding
+// line. A failed start fills `failure` with Python's reason; from then on
+// kelPythonUsable is false. Python's own out-of-memory failure ends in the
+// orderly out-of-memory stop.
+KelPythonStart kelPythonStart(bool useEnvironment, std::string* failure);
+// True while Python is up and was not left half-started by a failed start.
+bool kelPythonUsable();
 // Stops Python (the interpreter object's last release).
 void kelPythonStop();
 
@@ -31,9 +41,18 @@ void kelPythonAliasUnicode();
 // -1 when it raised; the traceback has then gone to sys.stderr.
 int kelPythonRunText(const char* text);
 
-// The same for the interpreter's own texts, which come back at every run:
-// each is compiled once and its code kept (a few dozen at most).
+// Runs one of the component's own texts (UTF-8), which come back at every
+// run: each is compiled once and its code kept (a few dozen at most). They
+// run in the component's own namespace, so that nothing a script rebinds or
+// deletes in __main__ changes what they do; afterwards every name there that
+// does not begin with an underscore is published in __main__, where scripts
+// find it. 0 or -1 as kelPythonRunText.
 int kelPythonRunOwnText(const std::string& text);
+
+// True when something during the run failed the script without an exception
+// reaching its top level (an unraisable SystemExit, a failed unraisable
+// hook); the mark is cleared.
+bool kelPythonTakeRunFailure();
 
 // Flushes Python's own standard streams, so that what a run printed is out
 // before the host writes anything of its own.

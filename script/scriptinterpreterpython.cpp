@@ -4,10 +4,12 @@
 #include "script/scriptinterpreterpython.h"
 
 #include <cstdlib>
+#include <cstring>
 #include <ostream>
 #include <string>
 
 #include "core/kelassert.h"
+#include "core/qtxrealloc.h"
 #include "kel/hostservices.h"
 #include "kel/interfacenamelist.h"
 #include "memory/kelpath.h"
@@ -42,6 +44,85 @@ const char kStartupText[] =
     "   raise Exception('Script exited.')\n"
     "sys.exit = kelScriptExitOverride\n";
 
+// Python calls a script's sys.unraisablehook itself, where a SystemExit or
+// any other exception of the hook is only printed and the run would count
+// as a success. So every hook that is set is wrapped as it is set: an
+// unraisable SystemExit (from a __del__, say) or a hook that raises marks
+// the run as failed, and the hook's failure is printed as Python prints it.
+const char kUnraisableGuardText[] =
+    "import sys as _sys\n"
+    "_kelRunFailed = False\n"
+    "def _kelGuardUnraisable(hook):\n"
+    "    if hook is None:\n"
+    "        hook = _sys.__unraisablehook__\n"
+    "    def unraisablehook(args):\n"
+    "        global _kelRunFailed\n"
+    "        if isinstance(args.exc_value, SystemExit):\n"
+    "            _kelRunFailed = True\n"
+    "        try:\n"
+    "            hook(args)\n"
+    "        except BaseException as failure:\n"
+    "            _kelRunFailed = True\n"
+    "            _sys.__unraisablehook__(type(args)((type(failure), failure, failure.__traceback__,\n"
+    "                'Exception ignored in sys.unraisablehook', hook)))\n"
+    "    return unraisablehook\n"
+    "class _KelSysModule(type(_sys)):\n"
+    "    def __setattr__(self, name, value):\n"
+    "        if name == 'unraisablehook':\n"
+    "            value = _kelGuardUnraisable(value)\n"
+    "        super().__setattr__(name, value)\n"
+    "_sys.__class__ = _KelSysModule\n"
+    "_sys.unraisablehook = _sys.unraisablehook\n";
+
+// The host's own package comes from its own directory, whatever a folder
+// ahead of it on sys.path (the current one, '.') holds.
+const char kHostPackageText[] =
+    "def _kelHostPackage(directory):\n"
+    "    import importlib.machinery, importlib.util, sys\n"
+    "    spec = importlib.machinery.PathFinder.find_spec('kelapp', [directory])\n"
+    "    if spec is None:\n"
+    "        return\n"
+    "    module = importlib.util.module_from_spec(spec)\n"
+    "    sys.modules['kelapp'] = module\n"
+    "    try:\n"
+    "        spec.loader.exec_module(module)\n"
+    "    except BaseException:\n"
+    "        del sys.modules['kelapp']\n"
+    "        raise\n";
+
+// What Python's own text streams offer beside write, for code that flushes
+// or asks about the stream (print(flush=True), logging, the warnings). Given
+// to the output classes each time a text has defined them (see
+// kelGiveTextStreamMethods).
+const char kTextStreamText[] =
+    "def _kelTextStreams():\n"
+    "    for name in ('OutputOverride', 'ErrorOverride'):\n"
+    "        cls = globals().get(name)\n"
+    "        if cls is not None:\n"
+    "            cls.flush = lambda self: None\n"
+    "            cls.isatty = lambda self: False\n"
+    "            cls.writable = lambda self: True\n"
+    "            cls.readable = lambda self: False\n"
+    "            cls.seekable = lambda self: False\n"
+    "            cls.encoding = 'utf-8'\n"
+    "            cls.errors = 'surrogatepass'\n";
+
+// The name under which a command is published: its text, with bytes that
+// are not UTF-8 written as \xNN escapes.
+PyRef publishedName(const char* name)
+{
+    return PyRef::steal(PyUnicode_DecodeUTF8(name, static_cast<Py_ssize_t>(std::strlen(name)), "backslashreplace"));  // new reference
+}
+
+// A copy that lives as long as the method rows: the rest of the process.
+const char* keptCopy(const char* text)
+{
+    const size_t size = std::strlen(text) + 1;
+    void* block = nullptr;
+    qtxMalloc(&block, 1, static_cast<int>(size));  // never null; names are short
+    return static_cast<const char*>(std::memcpy(block, text, size));
+}
+
 KelWideString translatedLanguageName()
 {
     KelWideString name;
@@ -60,6 +141,17 @@ T* queryValue(IScriptValue* value)
 
 }  // namespace
 
+bool kelSettingOn(const char* key)
+{
+    SPtr<IDataStore> store;
+    return store && store->getBool(key, 0) == 1;
+}
+
+void kelGiveTextStreamMethods()
+{
+    kelPythonRunOwnText("_kelTextStreams()\n");
+}
+
 ScriptInterpreterPython::ScriptInterpreterPython() : ScriptInterpreter(translatedLanguageName())
 {
     if (instance_)
@@ -68,7 +160,11 @@ ScriptInterpreterPython::ScriptInterpreterPython() : ScriptInterpreter(translate
     extensions.push_back(KelWideString("py"));
     modulePrefix.assign("kel");
     statementEnd.assign("");
-    kelPythonStart();
+    std::string failure;
+    if (kelPythonStart(kelSettingOn("Advanced/python environment"), &failure) == KelPythonStart::failed)
+        reportToUser("Python could not start:\n%1", failure);  // once; every run gives -1
+    else
+        kelPythonRunOwnText(kUnraisableGuardText);
     startupDone = false;
     moduleCreated = false;
 }
@@ -106,6 +202,8 @@ void ScriptInterpreterPython::queryInterface(const char* name, void* out, bool f
 void ScriptInterpreterPython::bindCommands(IScriptCommandList* list)
 {
     commands = list;
+    if (!kelPythonUsable())
+        return;
     std::string importText = std::string("import ") + modulePrefix.chars() + "\n";
     if (commands && !moduleCreated)
         createModule(importText);
@@ -117,24 +215,33 @@ void ScriptInterpreterPython::createModule(const std::string& importText)
 {
     // The module lives in sys.modules, so the import text finds it.
     PyObject* module = PyImport_AddModule(modulePrefix.chars());  // borrowed
-    kelPythonRunText(importText.c_str());
+    kelPythonRunOwnText(importText);
     PyObject* dict = module ? PyModule_GetDict(module) : nullptr;  // borrowed
     uint32_t count = commands->count();
-    // Python keeps pointers to the rows for as long as the functions live,
-    // which is the rest of the process: the block is never freed.
+    // Python keeps pointers to the rows, and to the names in them, for as
+    // long as the functions live, which is the rest of the process: the
+    // block and the copies of the names are never freed. The host's own
+    // name text may go with its command.
     auto* rows = static_cast<PyMethodDef*>(std::malloc(sizeof(PyMethodDef) * (count ? count : 1)));
     for (uint32_t i = 0; dict && i < count; ++i) {
         IScriptCommand* command = commands->item(i);
         const char* name = command ? command->name().chars() : nullptr;
         if (!name)
             continue;
-        PyRef self = PyRef::steal(Py_BuildValue("s", name));  // new reference
-        rows[i].ml_name = name;
+        // self keeps the name's bytes for the look-up at each call.
+        PyRef self = PyRef::steal(PyUnicode_DecodeUTF8(name, static_cast<Py_ssize_t>(std::strlen(name)), "surrogateescape"));  // new reference
+        PyRef shown = publishedName(name);
+        const char* shownText = shown ? PyUnicode_AsUTF8(shown.get()) : nullptr;  // borrowed from shown
+        if (!self || !shownText) {
+            PyErr_Clear();
+            continue;
+        }
+        rows[i].ml_name = keptCopy(shownText);
         rows[i].ml_meth = reinterpret_cast<PyCFunction>(reinterpret_cast<void (*)(void)>(callCommand));
         rows[i].ml_flags = METH_VARARGS | METH_KEYWORDS;
         rows[i].ml_doc = nullptr;
         PyRef function = PyRef::steal(PyCFunction_NewEx(&rows[i], self.get(), nullptr));  // new reference
-        if (!function || PyDict_SetItemString(dict, name, function.get()))
+        if (!function || PyDict_SetItem(dict, shown.get(), function.get()))
             PyErr_Clear();
     }
     if (!dict)
@@ -151,13 +258,16 @@ void ScriptInterpreterPython::runStartup(const std::string& importText)
     std::string exeLiteral = kelPythonPathLiteral(exe.forOpen());
 
     kelPythonAliasUnicode();
-    kelPythonRunText("import os\nimport sys\n");
-    kelPythonRunText(("sys.path = sys.path + ['.'," + exeLiteral + "]\n").c_str());
-    kelPythonRunText(("AppPath = " + exeLiteral + "\n").c_str());
-    kelPythonRunText(("sys.path = sys.path + [" + kelPythonPathLiteral(scripts.forOpen()) + "]\n").c_str());
-    kelPythonRunText(kStartupText);
-    kelPythonRunText(importText.c_str());
-    kelPythonRunText("true = True\nfalse = False\n");
+    kelPythonRunOwnText("import os\nimport sys\n");
+    kelPythonRunOwnText("sys.path = sys.path + ['.'," + exeLiteral + "]\n");
+    kelPythonRunOwnText("AppPath = " + exeLiteral + "\n");
+    kelPythonRunOwnText("sys.path = sys.path + [" + kelPythonPathLiteral(scripts.forOpen()) + "]\n");
+    kelPythonRunOwnText(kHostPackageText + ("_kelHostPackage(" + exeLiteral + ")\n"));
+    kelPythonRunOwnText(kTextStreamText);
+    kelPythonRunOwnText(kStartupText);
+    kelGiveTextStreamMethods();
+    kelPythonRunOwnText(importText);
+    kelPythonRunOwnText("true = True\nfalse = False\n");
     startupDone = true;
 }
 
@@ -206,5 +316,9 @@ bool ScriptInterpreterPython::writeScript(std::ostream& out, IScript* script)
 
 bool ScriptInterpreterPython::getKeywords(KelObjectArray<KelCString>& array)
 {
+    if (!kelPythonUsable()) {
+        array.count = 0;
+        return true;
+    }
     return getPythonKeywords(array);
 }

@@ -17,6 +17,14 @@
 #include "memory/kelpath.h"
 #include "script/scriptinterpreter.h"
 
+// True when the host's setting `key` is on: getBool of IDataStore gives 1.
+bool kelSettingOn(const char* key);
+
+// Gives the output classes OutputOverride and ErrorOverride, where a text has
+// just defined them, the rest of a text stream's operations (flush, isatty,
+// writable, encoding, errors, ...).
+void kelGiveTextStreamMethods();
+
 class ScriptInterpreterPython : public virtual ScriptInterpreter,
                                 public virtual IScriptInterpreterV2,
                                 public virtual IPythonScriptInterpreter {

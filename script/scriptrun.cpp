@@ -49,12 +49,6 @@ const char kExitOverrideText[] =
 const char kRestoreBothText[] = "sys.stderr = sys.__stderr__\nsys.stdout = sys.__stdout__\n";
 const char kRestoreErrorText[] = "sys.stderr = sys.__stderr__\nfsock_err.close()\n";
 
-bool settingOn(const char* key)
-{
-    SPtr<IDataStore> store;
-    return store && store->getBool(key, 0) == 1;
-}
-
 void run(const std::string& text)
 {
     kelPythonRunOwnText(text);
@@ -76,14 +70,20 @@ KelPath ScriptInterpreterPython::errorFilePath() const
 }
 
 // The error file holds what Python wrote, UTF-8; a byte that is not valid
-// UTF-8 is kept as a unit of its own value.
+// UTF-8 is kept as a unit of its own value. A script can write gigabytes
+// there: the message shows the head of the file, which is the most a user
+// reads and always fits the host's strings.
 void ScriptInterpreterPython::reportFailure(const KelPath& errorFile)
 {
+    const std::streamsize kShownBytes = 1 << 20;
     KelIfstream in(errorFile.forOpen());
     if (!in.isOpen())
         return;
-    in >> std::noskipws;
-    std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    std::string bytes(static_cast<size_t>(kShownBytes), '\0');
+    in.read(bytes.data(), kShownBytes);
+    bytes.resize(static_cast<size_t>(in.gcount()));
+    if (in.peek() != std::char_traits<char>::eof())
+        bytes += "\n...";
     KelWideString text = kelUnitsOfUtf8(bytes, KelBadByte::keep);
     if (text.isEmpty())
         return;
@@ -109,23 +109,27 @@ int32_t ScriptInterpreterPython::runFile(const KelWideString& path)
 {
     if (!scriptFactory)
         return 0;
+    if (!kelPythonUsable())
+        return -1;
     bindCommands(commands);
     KelPath errorFile = errorFilePath();
     std::string errorLiteral = kelPythonPathLiteral(errorFile.forOpen());
-    bool console = settingOn("Scripting/ShowScriptingConsole");
+    bool console = kelSettingOn("Scripting/ShowScriptingConsole");
     if (console) {
         run("errFileName = " + errorLiteral);
         run(kConsoleRunText);
+        kelGiveTextStreamMethods();
     } else {
         run("errFileName = u" + errorLiteral);
-        run("import sys\nfsock_err = open(errFileName, 'w')\nsys.stderr = fsock_err\n");
+        run("import sys\nfsock_err = open(errFileName, 'w', errors='backslashreplace')\nsys.stderr = fsock_err\n");
     }
     int32_t result = kelPythonRunOwnText(kExitOverrideText);
     try {
-        if (settingOn("Advanced/python debug")) {
+        if (kelSettingOn("Advanced/python debug")) {
             int status = 0;
+            kelPythonTakeRunFailure();  // what an earlier run left
             if (kelPythonRunFile(path, &status))
-                result = status;
+                result = kelPythonTakeRunFailure() ? -1 : status;
         } else {
             result = ScriptInterpreter::runFile(path);
         }
@@ -146,21 +150,26 @@ int32_t ScriptInterpreterPython::runString(const KelWideString& text)
 {
     if (!scriptFactory)
         return 0;
+    if (!kelPythonUsable())
+        return -1;
     KelPath errorFile = errorFilePath();
     std::string errorLiteral = kelPythonPathLiteral(errorFile.forOpen());
-    bool console = settingOn("Scripting/ShowScriptingConsole");
+    bool console = kelSettingOn("Scripting/ShowScriptingConsole");
     if (console) {
         run("sys.stdout = OutputOverride()\nsys.stderr = ErrorOverride()\n");
     } else {
         run("errFileName = " + errorLiteral);
-        run("fsock_err = open(errFileName, 'w')\nsys.stderr = fsock_err\n");
+        run("fsock_err = open(errFileName, 'w', errors='backslashreplace')\nsys.stderr = fsock_err\n");
     }
     int32_t result = -1;
+    kelPythonTakeRunFailure();  // what an earlier run left
     try {
         result = kelPythonRunText(kelUtf8OfUnits(text.chars(), KelLoneSurrogate::threeBytes).c_str());
     } catch (...) {
         result = -1;
     }
+    if (kelPythonTakeRunFailure())
+        result = -1;
     restoreStreams(console, result, errorFile);
     if (console)  // no error file was opened
         return result;
@@ -170,6 +179,7 @@ int32_t ScriptInterpreterPython::runString(const KelWideString& text)
 
 int32_t ScriptInterpreterPython::runFileWithArgs(const KelWideString& path, const KelObjectArray<KelCString>& args)
 {
-    kelPythonSetArgv(args);
+    if (kelPythonUsable())
+        kelPythonSetArgv(args);
     return runFile(path);
 }

@@ -4,6 +4,7 @@
 #include "script/valueconversion.h"
 
 #include <cstdint>
+#include <cstring>
 #include <string>
 
 #include "core/kelassert.h"
@@ -46,22 +47,50 @@ IScriptValue* intToValue(IScriptFactory* factory, PyObject* pyObj)
     return factory->makeInt(static_cast<int32_t>(static_cast<uint32_t>(wide)));
 }
 
+IScriptValue* refuseLongText(const char* what, Py_ssize_t length, int32_t limit)
+{
+    PyErr_Format(PyExc_OverflowError, "%s of length %zd is longer than the host's strings hold (%d)", what, length,
+                 static_cast<int>(limit));
+    return nullptr;
+}
+
 IScriptValue* bytesToValue(IScriptFactory* factory, PyObject* pyObj)
 {
     // The factory keeps its own copy, so the bytes object's buffer is only
     // borrowed; the copy ends at the first zero byte.
-    KelCString text(PyBytes_AS_STRING(pyObj), kelBorrow);
+    const char* data = PyBytes_AS_STRING(pyObj);
+    const auto size = static_cast<size_t>(PyBytes_GET_SIZE(pyObj));
+    const void* zero = std::memchr(data, 0, size);
+    const size_t length = zero ? static_cast<size_t>(static_cast<const char*>(zero) - data) : size;
+    if (length > static_cast<size_t>(KelCString::maxLength))
+        return refuseLongText("bytes", static_cast<Py_ssize_t>(length), KelCString::maxLength);
+    KelCString text(data, kelBorrow);
     return factory->makeString(text);
+}
+
+// The UTF-16 code units of `text` up to its first zero character, counted
+// before anything is copied, so that a text too long for the host costs no
+// copy.
+Py_ssize_t unitCount(int kind, const void* data, Py_ssize_t length)
+{
+    if (kind == PyUnicode_1BYTE_KIND) {
+        const void* zero = std::memchr(data, 0, static_cast<size_t>(length));
+        return zero ? static_cast<const char*>(zero) - static_cast<const char*>(data) : length;
+    }
+    Py_ssize_t units = 0;
+    for (Py_ssize_t i = 0; i < length; ++i) {
+        const Py_UCS4 c = PyUnicode_READ(kind, data, i);
+        if (c == 0)
+            break;
+        units += c < 0x10000 ? 1 : 2;
+    }
+    return units;
 }
 
 // Appends the UTF-16 code units of `text` up to its first zero character.
 // Code points from the surrogate range are kept as single units.
-void appendUnits(std::u16string& units, PyObject* text)
+void appendUnits(std::u16string& units, int kind, const void* data, Py_ssize_t length)
 {
-    const int kind = PyUnicode_KIND(text);
-    const void* data = PyUnicode_DATA(text);
-    const Py_ssize_t length = PyUnicode_GET_LENGTH(text);
-    units.reserve(static_cast<size_t>(length) + 1);
     for (Py_ssize_t i = 0; i < length; ++i) {
         const Py_UCS4 c = PyUnicode_READ(kind, data, i);
         if (c == 0)
@@ -81,8 +110,15 @@ IScriptValue* strToValue(IScriptFactory* factory, PyObject* pyObj)
         PyErr_Clear();
         return nullptr;
     }
+    const int kind = PyUnicode_KIND(pyObj);
+    const void* data = PyUnicode_DATA(pyObj);
+    const Py_ssize_t length = PyUnicode_GET_LENGTH(pyObj);
+    const Py_ssize_t count = unitCount(kind, data, length);
+    if (count > KelWideString::maxLength)
+        return refuseLongText("str", count, KelWideString::maxLength);
     std::u16string units;
-    appendUnits(units, pyObj);
+    units.reserve(static_cast<size_t>(count) + 1);
+    appendUnits(units, kind, data, length);
     // Borrowed for the call: makeUnicodeString keeps its own copy.
     KelWideString text(units.c_str(), kelBorrow);
     return factory->makeUnicodeString(text);

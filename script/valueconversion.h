@@ -23,7 +23,10 @@ class IScriptValue;
 
 // `pyObj` is borrowed and only read. Gives a new host value (reference count
 // 0, as the factory made it), or null without a Python error when the object
-// or one of its elements has no host form.
+// or one of its elements has no host form. A text longer than the host's
+// strings can hold (KelCString::maxLength bytes, KelWideString::maxLength
+// units) gives null with an OverflowError set: it is refused here, before
+// any host string has to hold it.
 IScriptValue* pyObjectToValue(PyObject* pyObj);
 
 // Gives a new reference, or null without a Python error when the value's type

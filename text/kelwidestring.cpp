@@ -8,6 +8,7 @@
 #include "text/textstorage.h"
 
 using kel_text::allocateBlock;
+using kel_text::blockBytes;
 using kel_text::giveUp;
 
 static_assert(sizeof(KelWideString) == 6 * sizeof(void*),
@@ -31,6 +32,13 @@ int32_t unitsOf(const char16_t* text)
     return text ? kelUnitLength(text) : 0;
 }
 
+// The block of a text of `units` units and its terminator. A text longer
+// than maxLength is not owned, so every form of an owned text fits a block.
+int32_t textBytes(int64_t units)
+{
+    return blockBytes(units > KelWideString::maxLength ? -1 : units + 1, sizeof(char16_t));
+}
+
 }  // namespace
 
 // The core of all copying. A count of 0 borrows `source`; kMeasure copies it
@@ -48,10 +56,10 @@ void KelWideString::setText(const unit* source, uint32_t count)
         text_ = const_cast<unit*>(source);
         return;
     }
-    int32_t units = count == kMeasure ? kelUnitLength(source) : static_cast<int32_t>(count);
+    int64_t units = count == kMeasure ? kelUnitLength(source) : count;
     int32_t capacity = 0;
-    unit* block = allocateBlock<unit>((units + 1) * 2, &capacity);
-    copyUnits(block, source, units);
+    unit* block = allocateBlock<unit>(textBytes(units), &capacity);
+    copyUnits(block, source, static_cast<int32_t>(units));
     block[units] = 0;
     giveUp(text_, textCapacity_);
     text_ = block;
@@ -68,8 +76,8 @@ void KelWideString::widen(const char* text)
 {
     if (!text)
         return;
-    auto length = static_cast<int32_t>(std::strlen(text));
-    unit* block = allocateBlock<unit>((length + 1) * 2, &textCapacity_);
+    int32_t length = kel_text::lengthOf(std::strlen(text));
+    unit* block = allocateBlock<unit>(textBytes(length), &textCapacity_);
     for (int32_t index = 0; index < length; ++index)
         block[index] = static_cast<unsigned char>(text[index]);
     block[length] = 0;
@@ -206,10 +214,10 @@ KelWideString KelWideString::replaceRange(int32_t start, int32_t end, const KelW
     KelWideString result;
     int32_t ownLength = length();
     int32_t withLength = with.length();
-    int32_t newLength = start + withLength + (ownLength - end);
+    int64_t newLength = int64_t{start} + withLength + (ownLength - end);
     if (newLength == 0)
         return result;
-    unit* block = allocateBlock<unit>((newLength + 1) * 2, &result.textCapacity_);
+    unit* block = allocateBlock<unit>(textBytes(newLength), &result.textCapacity_);
     copyUnits(block, text_, start);
     copyUnits(block + start, with.text_, withLength);
     copyUnits(block + start + withLength, text_ + end, ownLength - end);
@@ -233,14 +241,14 @@ void KelWideString::append(const KelWideString& other)
 {
     int32_t ownLength = length();
     int32_t otherLength = other.length();
-    int32_t need = (ownLength + otherLength + 1) * 2;
+    int64_t need = (int64_t{ownLength} + otherLength + 1) * 2;
     if (textCapacity_ >= need) {
         copyUnits(text_ + ownLength, other.text_, otherLength);
         text_[ownLength + otherLength] = 0;
         return;
     }
     int32_t capacity = 0;
-    unit* block = allocateBlock<unit>(need, &capacity);
+    unit* block = allocateBlock<unit>(textBytes(int64_t{ownLength} + otherLength), &capacity);
     copyUnits(block, text_, ownLength);
     copyUnits(block + ownLength, other.text_, otherLength);
     block[ownLength + otherLength] = 0;
@@ -253,14 +261,13 @@ void KelWideString::append(unit c)
 {
     const unit single[2] = {c, 0};
     int32_t ownLength = length();
-    int32_t need = (ownLength + 2) * 2;
-    if (textCapacity_ >= need) {
+    if (textCapacity_ >= (int64_t{ownLength} + 2) * 2) {
         text_[ownLength] = c;
         text_[ownLength + 1] = 0;
         return;
     }
     int32_t capacity = 0;
-    unit* block = allocateBlock<unit>(need, &capacity);
+    unit* block = allocateBlock<unit>(textBytes(int64_t{ownLength} + 1), &capacity);
     copyUnits(block, text_, ownLength);
     copyUnits(block + ownLength, single, 2);
     giveUp(text_, textCapacity_);

@@ -17,9 +17,11 @@ KelWideString KelWideString::fromUtf8(const char* text)
 {
     if (!text || !text[0])
         return KelWideString(emptyString());
-    auto length = static_cast<int32_t>(std::strlen(text));
+    int32_t length = kel_text::lengthOf(std::strlen(text));
     KelWideString result;
-    result.text_ = allocateBlock<unit>((length + 1) * 2, &result.textCapacity_);
+    // A UTF-8 text decodes to at most one unit per byte.
+    int64_t room = length > maxLength ? -1 : length + 1;
+    result.text_ = allocateBlock<unit>(kel_text::blockBytes(room, sizeof(unit)), &result.textCapacity_);
     int32_t units = kelDecodeUtf8(text, length, result.text_);
     if (units < 0) {
         // Invalid as a whole: no part of the decoded text survives.
@@ -36,7 +38,7 @@ const char* KelWideString::utf8() const
     int32_t units = length();
     // Four bytes per unit is what the host's form has always requested,
     // though three is the most that a unit takes.
-    utf8Text_ = allocateBlock<char>(units * 4 + 1, &utf8Capacity_);
+    utf8Text_ = allocateBlock<char>(kel_text::blockBytes(units, 4, 1), &utf8Capacity_);
     int32_t bytes = units > 0 ? kelEncodeUtf8(text_, units, utf8Text_) : 0;
     utf8Text_[bytes] = '\0';
     return utf8Text_;
@@ -54,7 +56,7 @@ const char* KelWideString::narrow() const
         KelCString converted = support->toNarrow(chars());
         giveUp(narrowText_, narrowCapacity_);
         int32_t bytes = converted.length();
-        narrowText_ = allocateBlock<char>(bytes + 1, &narrowCapacity_);
+        narrowText_ = allocateBlock<char>(kel_text::blockBytes(bytes, 1, 1), &narrowCapacity_);
         if (bytes > 0)
             std::memcpy(narrowText_, converted.chars(), static_cast<size_t>(bytes));
         narrowText_[bytes] = '\0';
@@ -62,7 +64,7 @@ const char* KelWideString::narrow() const
     }
     giveUp(narrowText_, narrowCapacity_);
     int32_t units = length();
-    narrowText_ = allocateBlock<char>(units + 1, &narrowCapacity_);
+    narrowText_ = allocateBlock<char>(kel_text::blockBytes(units, 1, 1), &narrowCapacity_);
     int32_t kept = 0;
     for (int32_t index = 0; index < units; ++index) {
         if (text_[index] < 0x80)
@@ -130,7 +132,7 @@ void KelWideString::format(const KelWideString* const* args)
     while (end < limit && text_[end])
         ++end;
 
-    int32_t newLength = end;
+    int64_t newLength = end;
     int placeholders = 0;
     for (int32_t at = 0; at < end; ++at) {
         if (text_[at] != u'%')
@@ -146,7 +148,7 @@ void KelWideString::format(const KelWideString* const* args)
         return;
 
     int32_t capacity = 0;
-    unit* block = allocateBlock<unit>((newLength + 1) * 2, &capacity);
+    unit* block = allocateBlock<unit>(kel_text::blockBytes(newLength > maxLength ? -1 : newLength + 1, sizeof(unit)), &capacity);
     int32_t made = 0;
     for (int32_t at = 0; at < end; ++at) {
         int index = text_[at] == u'%' ? placeholderAt(text_, at, end) : -1;

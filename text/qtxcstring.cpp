@@ -18,7 +18,7 @@ const KelCString theEmptyCString;
 
 int32_t measure(const char* text)
 {
-    return text ? static_cast<int32_t>(std::strlen(text)) : 0;
+    return text ? kel_text::lengthOf(std::strlen(text)) : 0;
 }
 
 // memcpy that accepts a null source when there is nothing to copy.
@@ -83,7 +83,7 @@ void KelCString::release()
 void KelCString::takeCopy(const char* text, int32_t length)
 {
     int32_t capacity = 0;
-    char* block = kel_text::allocateBlock<char>(length + 1, &capacity);
+    char* block = kel_text::allocateBlock<char>(kel_text::blockBytes(length, 1, 1), &capacity);
     copyBytes(block, text, length);
     block[length] = '\0';
     release();
@@ -156,10 +156,10 @@ void KelCString::append(const char* text)
     if (textLength == 0)
         return;
     int32_t ownLength = length();
-    int32_t need = ownLength + textLength + 1;
+    int64_t need = int64_t{ownLength} + textLength + 1;
     if (capacity_ < need) {
         int32_t capacity = 0;
-        char* block = kel_text::allocateBlock<char>(need, &capacity);
+        char* block = kel_text::allocateBlock<char>(kel_text::blockBytes(need, 1), &capacity);
         copyBytes(block, chars_, ownLength);
         copyBytes(block + ownLength, text, textLength + 1);
         release();
@@ -178,9 +178,9 @@ void KelCString::replace(int32_t start, int32_t count, const char* with)
         return;
     }
     int32_t ownLength = length();
-    int32_t newLength = ownLength - count + withLength;
+    int64_t newLength = int64_t{ownLength} - count + withLength;
     int32_t capacity = 0;
-    char* block = kel_text::allocateBlock<char>(newLength + 1, &capacity);
+    char* block = kel_text::allocateBlock<char>(kel_text::blockBytes(newLength, 1, 1), &capacity);
     copyBytes(block, chars_, start);
     copyBytes(block + start, with, withLength);
     copyBytes(block + start + withLength, chars_ + start + count, ownLength - start - count);

@@ -31,8 +31,9 @@ void appendCodePoint(std::string& out, uint32_t c)
     }
 }
 
-// The length of the valid shortest form at `p` (1 to 4), or 0.
-int validSequence(const unsigned char* p, const unsigned char* end, uint32_t& c)
+}  // namespace
+
+int kelUtf8Sequence(const unsigned char* p, const unsigned char* end, uint32_t& c)
 {
     unsigned char lead = p[0];
     int length = lead < 0x80 ? 1 : (lead & 0xE0) == 0xC0 ? 2 : (lead & 0xF0) == 0xE0 ? 3 : (lead & 0xF8) == 0xF0 ? 4 : 0;
@@ -51,7 +52,6 @@ int validSequence(const unsigned char* p, const unsigned char* end, uint32_t& c)
     return length;
 }
 
-}  // namespace
 
 std::string kelUtf8OfUnits(const char16_t* units, KelLoneSurrogate lone)
 {
@@ -84,7 +84,7 @@ KelWideString kelUnitsOfUtf8(const std::string& bytes, KelBadByte bad)
     const unsigned char* end = p + bytes.size();
     while (p < end) {
         uint32_t c = 0;
-        int length = validSequence(p, end, c);
+        int length = kelUtf8Sequence(p, end, c);
         if (length == 0) {
             units += bad == KelBadByte::keep ? static_cast<char16_t>(*p) : u'\xFFFD';
             ++p;

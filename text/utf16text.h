@@ -27,5 +27,9 @@ enum class KelBadByte {
     replace,  // U+FFFD
 };
 
+// The length (1 to 4) of the valid shortest UTF-8 form at `p`, whose
+// character goes to `c`; 0 when the bytes up to `end` hold none there.
+int kelUtf8Sequence(const unsigned char* p, const unsigned char* end, uint32_t& c);
+
 // Decodes UTF-8 of one to four bytes into code units (pairs above U+FFFF).
 KelWideString kelUnitsOfUtf8(const std::string& bytes, KelBadByte bad);

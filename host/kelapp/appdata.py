@@ -13,7 +13,7 @@ try:
     _setState = ctypes.CDLL(None).kelAppDataSetState
 except AttributeError:
     raise ImportError('kelapp.appdata works only inside the host application') from None
-_setState.argtypes = [ctypes.c_char_p, ctypes.c_char_p, ctypes.c_int32]
+_setState.argtypes = [ctypes.c_char_p, ctypes.c_char_p, ctypes.c_int64]
 _setState.restype = ctypes.c_int32
 
 
@@ -28,11 +28,16 @@ class StringAppState:
         """Sets the state to `text` (anything else is turned into its str).
 
         Every character reaches the host, lone surrogates included. Gives
-        True when the host has a string state of this name."""
+        True when the host has a string state of this name; a text longer
+        than the host's strings hold raises OverflowError."""
         if not isinstance(text, str):
             text = str(text)
         units = text.encode('utf-16-le', 'surrogatepass')
-        return bool(_setState(self._key, units, len(units) // 2))
+        done = _setState(self._key, units, len(units) // 2)
+        if done < 0:
+            raise OverflowError('a text of %d units is longer than the host '
+                                'state %r can hold' % (len(units) // 2, self.name))
+        return bool(done)
 
     def __repr__(self):
         return 'StringAppState(%r)' % self.name

@@ -30,8 +30,13 @@ int qtxMalloc(void** block, int elementSize, int count);
 int qtxRealloc(void** block, int elementSize, int curSize, int minNewSize, int maxNewSize = -1);
 
 // The doubling rule of every growing array: size when it covers need,
-// otherwise max(size, 1) doubled until it does.
+// otherwise max(size, 1) doubled until it does, or INT_MAX where doubling
+// would pass it.
 int qtxGrowSize(int size, int need);
+
+// Ends the process in the orderly way: memory report naming `attemptedBytes`,
+// the out-of-memory message for `code` (-1..-4), exit(-1).
+[[noreturn]] void qtxMemoryExhausted(long long attemptedBytes, int code);
 
 // A growing array of plain elements (no constructors, no destructors run).
 // Layout: the number of allocated elements, then the block.

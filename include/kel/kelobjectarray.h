@@ -8,6 +8,7 @@
 #pragma once
 
 #include <cstdint>
+#include <new>
 
 #include "kel/kelarray.h"
 
@@ -19,9 +20,9 @@ public:
     int32_t count = 0;   // index of the last element in use; 0 when empty
 
     // Room for `n` elements besides the unused index 0.
-    explicit KelObjectArray(int32_t n = 0) : size(n + 1), data(new T[n + 1]) {}
+    explicit KelObjectArray(int32_t n = 0) : size(n + 1), data(make(n + 1)) {}
     KelObjectArray(const KelObjectArray& other)
-        : size(other.size), data(new T[other.size]), count(other.count)
+        : size(other.size), data(make(other.size)), count(other.count)
     {
         for (int32_t i = 0; i < size; ++i)
             data[i] = other.data[i];
@@ -70,7 +71,7 @@ public:
             newSize = qtxGrowSize(size < 1 ? 1 : size, need);
         if (newSize == size)
             return;
-        T* fresh = new T[newSize];
+        T* fresh = make(newSize);
         int32_t keep = newSize < size ? newSize : size;
         for (int32_t i = 0; i < keep; ++i)
             fresh[i] = data[i];
@@ -80,6 +81,16 @@ public:
     }
 
 private:
+    // Elements made on the heap; a refusal ends in the orderly stop, as every
+    // allocation of the foundation does, so no exception leaves a load.
+    static T* make(int32_t n)
+    {
+        T* made = new (std::nothrow) T[n];
+        if (!made)
+            qtxMemoryExhausted(static_cast<long long>(n) * static_cast<long long>(sizeof(T)), -4);
+        return made;
+    }
+
     void swap(KelObjectArray& other)
     {
         T* d = data;

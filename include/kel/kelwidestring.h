@@ -29,6 +29,12 @@ class KelWideString {
 public:
     using unit = char16_t;
 
+    // The longest text a string can own: small enough that its UTF-8 form
+    // (four bytes per unit are requested) fits a block too. Longer texts from
+    // outside are refused where they come in; inside, a longer one is the
+    // orderly out-of-memory stop.
+    static constexpr int32_t maxLength = (kelMaxTextBytes - 1) / 4;
+
     // Empty: all six fields zero.
     constexpr KelWideString() = default;
     // Borrows `text` and, when given, `narrow` as its narrow form: no

@@ -29,8 +29,17 @@
 // promises that the text outlives the string and every copy of it.
 enum KelBorrowTag { kelBorrow };
 
+// The largest block either string class owns. With the pool's header word in
+// front it stays a positive 32-bit size; a longer text cannot be stored.
+constexpr int32_t kelMaxTextBytes = 0x7FFFFF00;
+
 class KelCString {
 public:
+    // The longest text a string can own. Longer texts from outside are
+    // refused where they come in; inside, a longer one is the orderly
+    // out-of-memory stop.
+    static constexpr int32_t maxLength = kelMaxTextBytes - 1;
+
     // The null text.
     constexpr KelCString() = default;
     // Owns a copy of `text`; null gives the null text. Explicit, so that a

@@ -1,6 +1,7 @@
 // kelhost run, exec and console as a real process: exit statuses, what the
 // user sees of failures, scripts that try to end the process, command calls,
-// characters beyond U+FFFF, an awkward "macros" directory, record and replay.
+// characters beyond U+FFFF, awkward file and directory names, record and
+// replay.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -19,6 +20,19 @@ bool endsWith(const std::string& text, const std::string& end)
 {
     return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
 }
+
+std::string hexOf(const std::string& bytes)
+{
+    static const char digits[] = "0123456789abcdef";
+    std::string hex;
+    for (unsigned char c : bytes)
+        hex += {digits[c >> 4], digits[c & 15]};
+    return hex;
+}
+
+// Native names that are legal on Linux but not plain UTF-8 of three bytes at
+// most: a character beyond U+FFFF, a backslash, a byte outside UTF-8.
+const char* const awkwardNames[] = {"d\xf0\x9f\x98\x80", "a\\b", "n\xffm"};
 
 TEST_F(KelhostRunTest, StatusZeroWithArgumentsAndTwoForAMissingFile)
 {
@@ -85,15 +99,41 @@ TEST_F(KelhostRunTest, CharactersBeyondTheBasicPlaneRoundTrip)
 TEST_F(KelhostRunTest, AMacrosDirectoryWithQuotesSpacesAndLetters)
 {
     // None of the name may run as code or name another file.
-    std::string macros = dir.file("it's \"my\" m\xc3\xa4kros\n\xe6\x97\xa5 ')");
-    fs::create_directory(macros);
-    std::string text = "import os\nprint(os.path.exists(errFileName), os.path.dirname(errFileName))\n1/0";
-    KelhostRun run = runKelhost("--macros " + shellQuote(macros) + " exec " + shellQuote(text));
-    EXPECT_EQ(run.status, 1);
-    EXPECT_EQ(run.out, "True " + macros + "\n");
-    EXPECT_TRUE(endsWith(run.err, "ZeroDivisionError: division by zero\n\n")) << run.err;
-    EXPECT_EQ(run.err.find("FileNotFoundError"), std::string::npos) << run.err;
-    EXPECT_TRUE(fs::is_empty(macros));
+    std::vector<std::string> names = {"it's \"my\" m\xc3\xa4kros\n\xe6\x97\xa5 ')"};
+    names.insert(names.end(), std::begin(awkwardNames), std::end(awkwardNames));
+    for (const std::string& name : names) {
+        std::string macros = dir.file(name);
+        fs::create_directory(macros);
+        std::string text = "import os\nprint(os.path.exists(errFileName), "
+                           "os.fsencode(os.path.dirname(errFileName)).hex())\n1/0";
+        KelhostRun run = runKelhost("--macros " + shellQuote(macros) + " exec " + shellQuote(text));
+        EXPECT_EQ(run.status, 1) << name;
+        EXPECT_EQ(run.out, "True " + hexOf(macros) + "\n") << name;
+        EXPECT_TRUE(endsWith(run.err, "ZeroDivisionError: division by zero\n\n")) << run.err;
+        EXPECT_EQ(run.err.find("FileNotFoundError"), std::string::npos) << run.err;
+        EXPECT_TRUE(fs::is_empty(macros)) << name;
+    }
+}
+
+// Such a name opens wherever kelhost takes a path: the script to run, the
+// document a script saves and loads, and the file that chunks and params read.
+TEST_F(KelhostRunTest, FilesOfAnyNativeNameOpenEverywhere)
+{
+    for (const std::string name : awkwardNames) {
+        std::string script = write(name + ".py", "import kel, sys\nkel.setIdentity('one', kel.newIdentity())\n"
+                                                 "print(kel.saveDocument(sys.argv[1]), kel.loadDocument(sys.argv[1]))\n");
+        std::string document = dir.file(name + ".kel");
+        KelhostRun run = kelhost("run " + shellQuote(script) + " " + shellQuote(document));
+        EXPECT_EQ(run.status, 0) << name << run.err;
+        EXPECT_EQ(run.out, "1 1\n") << name;
+        EXPECT_TRUE(fs::exists(document)) << name;
+        KelhostRun chunks = kelhost("chunks " + shellQuote(document));
+        EXPECT_EQ(chunks.status, 0) << name << chunks.err;
+        EXPECT_TRUE(endsWith(chunks.out, "\n9 chunks\n")) << chunks.out;
+        KelhostRun params = kelhost("params " + shellQuote(document));
+        EXPECT_EQ(params.status, 0) << name << params.err;
+        EXPECT_TRUE(endsWith(params.out, "\n1 parameter\n")) << params.out;
+    }
 }
 
 TEST_F(KelhostRunTest, ConsoleModeShowsOutputAndErrorsLive)

@@ -47,6 +47,16 @@ const char documentTree[] =
     "       228          010008 v0 len 24  identity f79633b9-a026-451c-b89f-2ff917dcd0a0\n"
     "18 chunks\n";
 
+std::string be32(uint32_t v)
+{
+    return {char(v >> 24), char(v >> 16), char(v >> 8), char(v)};
+}
+// A chunk with 4-byte lengths; `head` is the id shifted left by 8 and the version.
+std::string chunkOf(uint32_t head, const std::string& payload)
+{
+    return be32(head) + be32(uint32_t(payload.size() + 8)) + payload;
+}
+
 }  // namespace
 
 TEST_F(KelhostChunksTest, ShowsTheTreeAndParametersOfAScriptsDocument)
@@ -81,6 +91,8 @@ TEST_F(KelhostChunksTest, ShowsTheTreeAndParametersOfAScriptsDocument)
               "['3c8e0311-593b-4162-85b5-91b98c7a7304', '00000000-0000-0000-0000-0000000000ff']\n");
 }
 
+// chunks and params walk alike: the same damage stops both, with its offset
+// and status 1, and loadDocument names it the same way.
 TEST_F(KelhostChunksTest, ReportsDamageWithItsOffsetAndStatusOne)
 {
     std::string document = readFile(savedDocument("doc.bin", 0));
@@ -88,25 +100,40 @@ TEST_F(KelhostChunksTest, ReportsDamageWithItsOffsetAndStatusOne)
         const char* what;
         std::string bytes;
         std::string damage;
+        std::string refusal;  // what loadDocument says after the path
     };
     std::string inner = document;
     inner[172 + 7] = 3;  // the name sub-chunk of "one" claims 3 bytes
+    std::string nested;  // root chunks each reaching past their parent's end
+    for (int k = 0; k < 4000; ++k)
+        nested += be32(0x51545800) + be32(k < 3999 ? 16 : 8);
+    const std::string cut =
+        "damaged chunk at offset 0: chunk 515458: length 252 reaches past the end of the stream (100 bytes left)";
     const Case cases[] = {
-        {"cut", document.substr(0, 100),
-         "damaged chunk at offset 0: chunk 515458: length 252 reaches past the end of the stream (100 bytes left)"},
-        {"inner", inner, "damaged chunk at offset 172: chunk 000000: length 3 is shorter than its head"},
-        {"tail", document + "\x01\x02\x03", "damaged chunk at offset 252: the stream ends inside its head"}};
+        {"cut", document.substr(0, 100), cut, "' is not a document: " + cut},
+        {"inner", inner, "damaged chunk at offset 172: chunk 000000: length 3 is shorter than its head",
+         "': entry 'one' at offset 145: it has no class name"},
+        {"tail", document + "\x01\x02\x03", "damaged chunk at offset 252: the stream ends inside its head", ""},
+        {"nested", nested,
+         "damaged chunk at offset 288: the chunks overlap more than a stream of this size can hold; walk stopped",
+         ""}};  // a document needs only its first level, which holds no entry
     for (const Case& c : cases) {
         std::string path = write(std::string(c.what) + ".bin", c.bytes);
-        KelhostRun run = kelhost("chunks " + shellQuote(path));
-        EXPECT_EQ(run.status, 1) << c.what;
-        EXPECT_NE(run.out.find(c.damage + "\n"), std::string::npos) << c.what << ":\n" << run.out;
-        EXPECT_EQ(run.err, "kelhost: " + path + ": " + c.damage + "\n") << c.what;
+        for (const char* command : {"chunks ", "params "}) {
+            KelhostRun run = kelhost(command + shellQuote(path));
+            EXPECT_EQ(run.status, 1) << command << c.what;
+            EXPECT_NE(run.out.find(c.damage + "\n"), std::string::npos) << command << c.what << ":\n" << run.out;
+            EXPECT_EQ(run.err, "kelhost: " + path + ": " + c.damage + "\n") << command << c.what;
+        }
+        if (c.refusal.empty())
+            continue;
+        KelhostRun load = kelhost("run " + shellQuote(write("load.py", "import kel\nkel.loadDocument('" + path + "')\n")));
+        EXPECT_NE(load.err.find("'" + path + c.refusal + "\n"), std::string::npos) << c.what << ":\n" << load.err;
     }
     std::string newer = document;
     newer[164 + 3] = 5;  // a parameter version this component does not read
     const std::pair<std::string, const char*> refusals[] = {
-        {dir.file("inner.bin"), "164  parameter does not load: it has no class name\n2 parameters\n"},
+        {dir.file("inner.bin"), "164  parameter does not load: it has no class name\n"},
         {write("newer.bin", newer), "0000000000ff\n164  parameter does not load: the KelIDPar does not load\n"}};
     for (const auto& [path, shown] : refusals) {
         KelhostRun params = kelhost("params " + shellQuote(path));
@@ -117,6 +144,35 @@ TEST_F(KelhostChunksTest, ReportsDamageWithItsOffsetAndStatusOne)
     KelhostRun missing = kelhost("chunks " + shellQuote(dir.file("absent.bin")));
     EXPECT_EQ(missing.status, 2);
     EXPECT_EQ(missing.err, "kelhost: cannot open '" + dir.file("absent.bin") + "'\n");
+}
+
+// params loads every parameter that chunks shows, and a parameter that loads
+// while leaving the shared string reader bad does not fail the next one.
+TEST_F(KelhostChunksTest, ParamsLoadsEveryParameterEachOnItsOwn)
+{
+    std::string document = readFile(savedDocument("doc.bin", 0));
+    std::string list = document.substr(28, 117), one = document.substr(164, 88);
+    const std::string oneShown = "  KelIDPar  f79633b9-a026-451c-b89f-2ff917dcd0a0\n";
+    const std::string listShown = "  KelIDsPar  2 identities\n    3c8e0311-593b-4162-85b5-91b98c7a7304\n"
+                                  "    00000000-0000-0000-0000-0000000000ff\n";
+    // Inside a chunk of unknown id and inside a keyed chunk, with no root.
+    std::string wrapped = write("wrapped.bin", chunkOf(0x12345600, one) +
+                                                   chunkOf(0x0b000200, std::string(16, '\x11') + list));
+    KelhostRun params = kelhost("params " + shellQuote(wrapped));
+    EXPECT_EQ(params.status, 0) << params.err;
+    EXPECT_EQ(params.out, "8" + oneShown + "120" + listShown + "2 parameters\n");
+
+    // "one" gains a second name sub-chunk that holds an identity, not a
+    // string: it still loads, and so does "list" behind it.
+    std::string spoiled = one.substr(8, 24) + chunkOf(0, document.substr(228, 24)) + one.substr(32);
+    std::string entry = chunkOf(0x454e5400, document.substr(153, 11) + chunkOf(0x50415202, spoiled));
+    std::string path = write("spoiled.bin", chunkOf(0x51545800, entry + document.substr(8, 137)));
+    params = kelhost("params " + shellQuote(path));
+    EXPECT_EQ(params.status, 0) << params.err;
+    EXPECT_EQ(params.out, "27" + oneShown + "167" + listShown + "2 parameters\n");
+    KelhostRun load = kelhost("run " + shellQuote(write("load.py", "import kel\nprint(kel.loadDocument('" + path +
+                                                                    "'), kel.getIdentities('list')[1])\n")));
+    EXPECT_EQ(load.out, "2 00000000-0000-0000-0000-0000000000ff\n") << load.err;
 }
 
 TEST_F(KelhostChunksTest, UnknownChunksShowAsChunksOrData)

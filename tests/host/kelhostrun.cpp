@@ -21,11 +21,11 @@ std::string shellQuote(const std::string& text)
     return quoted + "'";
 }
 
-KelhostRun runKelhost(const std::string& arguments, const std::string& input)
+KelhostRun runKelhost(const std::string& arguments, const std::string& input, const std::string& prefix)
 {
     TempDir dir;
     std::ofstream(dir.file("in"), std::ios::binary) << input;
-    std::string command = shellQuote(KELHOST_PATH) + " " + arguments + " <" + shellQuote(dir.file("in")) + " >" +
+    std::string command = prefix + shellQuote(KELHOST_PATH) + " " + arguments + " <" + shellQuote(dir.file("in")) + " >" +
                           shellQuote(dir.file("out")) + " 2>" + shellQuote(dir.file("err"));
     int status = std::system(command.c_str());
     KelhostRun run;

@@ -14,8 +14,10 @@ struct KelhostRun {
 };
 
 // Runs kelhost with `arguments` (a shell command line fragment, quoted by the
-// caller) and `input` on its standard input.
-KelhostRun runKelhost(const std::string& arguments, const std::string& input = "");
+// caller) and `input` on its standard input; `prefix` goes ahead of the
+// program on the command line (a "cd DIR && " or variables for its
+// environment).
+KelhostRun runKelhost(const std::string& arguments, const std::string& input = "", const std::string& prefix = "");
 
 std::string shellQuote(const std::string& text);
 std::string readFile(const std::string& path);  // the whole file, "" when absent
@@ -25,8 +27,8 @@ class KelhostTest : public ::testing::Test {
 protected:
     TempDir dir;
     std::string write(const std::string& name, const std::string& bytes);  // gives the path
-    KelhostRun kelhost(const std::string& arguments, const std::string& input = "")
+    KelhostRun kelhost(const std::string& arguments, const std::string& input = "", const std::string& prefix = "")
     {
-        return runKelhost("--macros " + shellQuote(dir.path()) + " " + arguments, input);
+        return runKelhost("--macros " + shellQuote(dir.path()) + " " + arguments, input, prefix);
     }
 };

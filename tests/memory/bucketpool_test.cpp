@@ -7,6 +7,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <random>
 #include <thread>
 
@@ -67,6 +68,25 @@ TEST(BucketClasses, EverySizeGetsABlockThatCoversItAndMapsBackToItsBucket)
     // A switched-off pool makes every size plain.
     for (int size : {0, 1, 8192, 262144})
         EXPECT_EQ(classOf(size, -262144).bucket, -1);
+    // With a limit near 2 GiB no doubled class would fit: plain, not wrapped.
+    EXPECT_EQ(classOf(0x7FFFFF00, 0x7FFFFFFF).bucket, -1);
+}
+
+TEST(BucketPoolModule, ASizeNoBlockCanHaveIsTheOrderlyStop)
+{
+    // Only a wrapped size computation asks for these.
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    TempDir logs;  // memory.log goes to the current directory of the child
+    for (int size : {-1, kBucketMaxSize + 1}) {
+        EXPECT_EXIT(
+            {
+                std::filesystem::current_path(logs.path());
+                int got = 0;
+                bucketAlloc(size, &got);
+            },
+            ::testing::ExitedWithCode(255), "Out of Memory")
+            << size;
+    }
 }
 
 TEST(BucketMemoryPool, FreedBlocksComeBackLastFreedFirstWithTheirContents)

@@ -106,6 +106,22 @@ TEST(KelFdStreambuf, WritesGoOutInFullBuffersAndSurviveAShortWrite)
     }
     EXPECT_EQ(readFile(file).substr(1023), "!xyblockabc");
 
+    // A full buffer whose write fails keeps its bytes and refuses the next
+    // character, again after the caller cleared the state (the reaction to a
+    // full disk), until a write goes through: nothing lands past the buffer.
+    {
+        KelOfstream out(at(file), kelModeOut | kelModeBinary);
+        for (int i = 0; i < 1023; ++i)
+            out.put('p');
+        for (char c : {'x', 'y', 'z'}) {
+            calls.writeShortBy = 1;
+            out.clear();
+            EXPECT_EQ(out.rdbuf()->sputc(c), kEof) << c;
+        }
+        EXPECT_EQ(out.rdbuf()->sputc('q'), 'q');
+    }
+    EXPECT_EQ(readFile(file), std::string(1023, 'p') + "q");
+
     // Closing a stream that never wrote performs no write.
     calls.writeSizes.clear();
     { KelOfstream idle(at(file), kelModeOut | kelModeApp); }

@@ -47,6 +47,9 @@ TEST(KelTrivialTranslator, ArgumentFormsFillPlaceholders)
     EXPECT_EQ(units(translator.translate("%4%1", &a, &b, &c, &a)), u"AA");
     EXPECT_EQ(units(translator.translate("%5", &a, &b, &c, &a, &b)), u"B");
     EXPECT_EQ(units(translator.translate("%6-%1", &a, &b, &c, &a, &b, &c)), u"C-A");
+    // A null argument is one empty argument and keeps the positions behind it.
+    EXPECT_EQ(units(translator.translate("[%1][%2]", nullptr, &b)), u"[][B]");
+    EXPECT_EQ(units(translator.translate("%1%2%3%4%5%6", &a, nullptr, &c, nullptr, nullptr, &c)), u"ACC");
 
     // The array form replaces the first match of each placeholder in turn.
     KelWideString args[12];

@@ -6,8 +6,11 @@
 
 #include <filesystem>
 
-#include "kel/kelarray.h"
+#include "core/qtxrealloc.h"
+#include "kel/kelfile.h"
+#include "kel/qtxcstring.h"
 #include "tests/memory/memoryfakes.h"
+#include "tests/persistence/fakestreams.h"
 
 namespace {
 
@@ -133,17 +136,35 @@ TEST(OrderlyEnd, EveryFailureRoadEndsWithTheReport)
     MemoryHost host{directory};
     processMemChecker();
     using S = ScriptedSyscalls;
+    auto malloc = [] {
+        void* block = nullptr;
+        qtxMalloc(&block, 4, 25000);
+    };
+    // A spill: every realloc from 50000 bytes on is refused, and the report
+    // names the bytes of minNewSize elements.
+    auto spill = [] {
+        S::reallocRefuseFrom = 50000;
+        void* block = std::malloc(1000);
+        qtxRealloc(&block, 1, 1000, 60000, 120000);
+    };
+    // A stored string as long as the heap refuses, read for a parameter.
+    auto string = [] {
+        ScriptedInput in(chunk(kelChunkString, 0, 100007, Bytes(99999, 'n')));
+        KelCString text;
+        readCString(text, &in);
+    };
     struct Road {
         const char* what;
         void (*fault)();
-        bool spill;
+        void (*body)();
         const char* attempted;
     } roads[] = {
-        {"malloc refused", [] { S::mallocRefuseFrom = 100000; }, false, "100000"},
-        {"-1: no temporary file", [] { S::refuseOpen = true; }, true, " 60000"},
-        {"-2: short write", [] { S::writeShortBy = 1; }, true, " 60000"},
-        {"-3: seek failed", [] { S::refuseSeek = true; }, true, " 60000"},
-        {"-4: no memory once the old block is gone", [] { S::mallocRefuseFrom = 60000; }, true, " 60000"},
+        {"malloc refused", [] { S::mallocRefuseFrom = 100000; }, malloc, "100000"},
+        {"-1: no temporary file", [] { S::refuseOpen = true; }, spill, " 60000"},
+        {"-2: short write", [] { S::writeShortBy = 1; }, spill, " 60000"},
+        {"-3: seek failed", [] { S::refuseSeek = true; }, spill, " 60000"},
+        {"-4: no memory once the old block is gone", [] { S::mallocRefuseFrom = 60000; }, spill, " 60000"},
+        {"a string longer than the heap gives", [] { S::mallocRefuseFrom = 90000; }, string, "100000"},
     };
     for (const Road& road : roads) {
         SCOPED_TRACE(road.what);
@@ -152,14 +173,7 @@ TEST(OrderlyEnd, EveryFailureRoadEndsWithTheReport)
             {
                 ScriptedSyscalls heap;
                 road.fault();
-                void* block = nullptr;
-                if (!road.spill)
-                    qtxMalloc(&block, 4, 25000);
-                // A spill: every realloc from 50000 bytes on is refused, and
-                // the report names the bytes of minNewSize elements.
-                heap.reallocRefuseFrom = 50000;
-                block = std::malloc(1000);
-                qtxRealloc(&block, 1, 1000, 60000, 120000);
+                road.body();
             },
             ::testing::ExitedWithCode(255), "Out of Memory: While running this function, you have run out of memory");
         EXPECT_EQ(readFile(directory + "/memory.log"),

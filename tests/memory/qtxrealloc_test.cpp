@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cstdlib>
 #include <filesystem>
 
@@ -42,6 +43,11 @@ TEST(QtxGrowSize, DoublesFromAtLeastOneUntilTheNeedIsCovered)
     EXPECT_EQ(qtxGrowSize(-4, 3), 4);
     EXPECT_EQ(qtxGrowSize(9, 9), 9);
     EXPECT_EQ(qtxGrowSize(9, 10), 18);
+    // Needs that doubling cannot reach without passing the largest int.
+    EXPECT_EQ(qtxGrowSize(1, (1 << 30) + 1), INT_MAX);
+    EXPECT_EQ(qtxGrowSize(3 << 28, INT_MAX), INT_MAX);
+    EXPECT_EQ(qtxGrowSize(INT_MAX, INT_MAX), INT_MAX);
+    EXPECT_EQ(qtxGrowSize(1, 1 << 30), 1 << 30);
 }
 
 TEST(QtxRealloc, SizeRulesBeforeTheHeapIsAsked)

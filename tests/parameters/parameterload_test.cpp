@@ -104,3 +104,26 @@ TEST_F(ParameterTest, WithoutFileMagicNothingIsWrittenOrRead)
     KelIDPar target(idOf(1));
     EXPECT_FALSE(loaded(target, good));
 }
+
+// A writer or reader without a stream raises its assertion, and the
+// parameter gives false without touching the null stream.
+TEST_F(ParameterTest, WithoutAStreamBothSidesAssertAndRefuse)
+{
+    AssertRecorder recorder;
+    provider.add("IKelAssertHandlerCB", &recorder);
+    KelIDPar single(idOf(3));
+    KelIDsPar list;
+    for (IKelPersistable* parameter : {static_cast<IKelPersistable*>(&single), static_cast<IKelPersistable*>(&list)}) {
+        recorder.expressions.clear();
+        KelChunkWriter writer(nullptr, false);
+        EXPECT_FALSE(parameter->save(&writer));
+        ASSERT_FALSE(recorder.expressions.empty());
+        EXPECT_EQ(recorder.expressions.front(), "bo_ @ .\\kelfile");
+        recorder.expressions.clear();
+        KelChunkReader reader(nullptr);
+        EXPECT_FALSE(parameter->load(&reader));
+        ASSERT_FALSE(recorder.expressions.empty());
+        EXPECT_EQ(recorder.expressions.front(), "bi_ @ .\\kelfile");
+    }
+    provider.remove("IKelAssertHandlerCB");
+}

@@ -121,6 +121,25 @@ TEST(PlatformFiles, NativePathIsUtf8WithForwardSlashes)
     EXPECT_STREQ(small, "abc");
     EXPECT_EQ(kelNativePath(u"ab", nullptr, 0), 2u);
 
+    // Native names of any bytes and their wide form, both ways.
+    const std::pair<std::string, std::u16string> names[] = {
+        {"/d/f.kel", u"\\d\\f.kel"},
+        {"a\\b", u"a\xdc5c" u"b"},                                  // a backslash inside a name
+        {"n\xffm\xc3", u"n\xdcff" u"m\xdcc3"},                       // bytes outside UTF-8
+        {"\xed\xa0\x80", u"\xdced\xdca0\xdc80"},                     // an encoded surrogate is no character
+        {"\xf0\x9f\x98\x80\xef\xbf\xbd", u"\U0001F600\xfffd"},     // four bytes, and U+FFFD itself
+    };
+    for (const auto& [bytes, units] : names) {
+        char16_t out[16];
+        EXPECT_EQ(kelWidePath(bytes.c_str(), out, 16), units.size()) << bytes;
+        EXPECT_EQ(std::u16string(out), units) << bytes;
+        EXPECT_EQ(native(units.c_str()), bytes);
+    }
+    EXPECT_EQ(native(u"\xd83d\xdc5c"), "\xf0\x9f\x91\x9c");  // a pair, not an escaped backslash
+    char16_t cut[3];
+    EXPECT_EQ(kelWidePath("abcdef", cut, 3), 6u);
+    EXPECT_EQ(std::u16string(cut), u"ab");
+
     TempDir dir;
     std::u16string name = wide(dir.path() + "/", u"\u00e9t\u00e9-\u65e5.txt");
     kelClose(kelWOpen(name.c_str(), kelOpenWriteOnly | kelOpenCreate, kelPermOwnerReadWrite));

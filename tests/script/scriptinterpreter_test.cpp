@@ -33,6 +33,18 @@ TEST(ScriptInterpreterStartupTest, RunsOnceWhateverBindCommandsIsGiven)
     });
 }
 
+TEST(ScriptInterpreterStartupTest, PublishedNamesAreTheComponentsOwn)
+{
+    // The host replaces a command after binding: the old command and its
+    // name text are gone.
+    scriptTestHost().commands->add("nop", [](ScriptCall&) { return true; }, "nop()");
+    expectEvals({
+        {"(kel.nop.__name__, kel.nop.__qualname__, kel.nop())", "('nop', 'str.nop', None)"},
+        // Published with the byte escaped; the call still finds its command.
+        {"(getattr(kel, 'caf\\\\xe9').__name__, getattr(kel, 'caf\\\\xe9')())", "('caf\\\\xe9', 7)"},
+    });
+}
+
 TEST(ScriptInterpreterStartupTest, IsTheSingletonWithItsSettings)
 {
     ScriptInterpreterPython* python = scriptTestHost().interpreter;

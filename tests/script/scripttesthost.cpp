@@ -32,6 +32,8 @@ ScriptTestHost* makeHost()
     host->store->declareStringAppState("Python/Error String", 0, KelWideString::emptyString(), 0);
     host->commands = new HostCommandList;
     kelAddCommandSets(*host->commands);
+    // A name that is not UTF-8.
+    host->commands->add("caf\xe9", [](ScriptCall& call) { call.giveInt(7); return true; }, "caf\xe9()");
 
     host->interpreter = new ScriptInterpreterPython;
     host->interpreter->addRef();

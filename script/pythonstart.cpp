@@ -1,0 +1,96 @@
+// Starting and stopping the embedded interpreter.
+//
+// Python starts isolated from the user's environment (no PYTHON* variables,
+// no user site), so that neither a PYTHONHOME that points nowhere nor a
+// sitecustomize.py on a PYTHONPATH can stop or change the host; a host setting
+// may opt in to the environment. Python installs no signal handlers: SIGINT,
+// SIGPIPE and the rest stay the host's. Every step's status is checked, and a
+// failed start is remembered so that no later call touches Python.
+#include <cstring>
+#include <string>
+
+#include "core/qtxrealloc.h"
+#include "platform/platform.h"
+#include "script/pyref.h"
+#include "script/pythonrun.h"
+
+namespace {
+
+bool startFailed = false;
+
+// The reason for a failed status; Python's own out-of-memory failure takes
+// the component's orderly road instead of coming back.
+std::string statusReason(const PyStatus& status)
+{
+    if (status.err_msg && std::strcmp(status.err_msg, "memory allocation failed") == 0)
+        qtxMemoryExhausted(0, -4);
+    std::string reason = status.err_msg ? status.err_msg : "the interpreter did not start";
+    if (status.func)
+        reason = std::string(status.func) + ": " + reason;
+    if (PyStatus_IsExit(status))
+        reason += " (exit status " + std::to_string(status.exitcode) + ")";
+    return reason;
+}
+
+void initConfig(PyConfig* config, bool useEnvironment)
+{
+    if (useEnvironment)
+        PyConfig_InitPythonConfig(config);
+    else
+        PyConfig_InitIsolatedConfig(config);
+    config->install_signal_handlers = 0;
+    config->parse_argv = 0;
+}
+
+}  // namespace
+
+KelPythonStart kelPythonStart(bool useEnvironment, std::string* failure)
+{
+    if (Py_IsInitialized())
+        return KelPythonStart::alreadyUp;
+    // The component is loaded privately; the interpreter's extension modules
+    // (ctypes, _socket, ...) resolve Python's symbols globally.
+    kelPromoteLibraryOf(reinterpret_cast<const void*>(&Py_Initialize));
+    // Script files, paths and the host's texts are UTF-8 whatever the
+    // process locale says, so Python's streams and file names are too.
+    PyPreConfig preconfig;
+    if (useEnvironment)
+        PyPreConfig_InitPythonConfig(&preconfig);
+    else
+        PyPreConfig_InitIsolatedConfig(&preconfig);
+    preconfig.utf8_mode = 1;
+    preconfig.coerce_c_locale = 0;  // the host's locale is the host's
+    preconfig.parse_argv = 0;
+    PyStatus status = Py_PreInitialize(&preconfig);
+    if (!PyStatus_Exception(status)) {
+        PyConfig config;
+        initConfig(&config, useEnvironment);
+        status = Py_InitializeFromConfig(&config);
+        PyConfig_Clear(&config);
+    }
+    if (PyStatus_Exception(status)) {
+        startFailed = true;
+        *failure = statusReason(status);
+        return KelPythonStart::failed;
+    }
+    kelPythonRunText("# -*- coding: utf-8 -*-\n");
+    return KelPythonStart::started;
+}
+
+bool kelPythonUsable()
+{
+    return !startFailed && Py_IsInitialized();
+}
+
+void kelPythonStop()
+{
+    if (kelPythonUsable())
+        Py_Finalize();
+}
+
+void kelPythonAliasUnicode()
+{
+    PyRef builtins = PyRef::steal(PyImport_ImportModule("builtins"));  // new reference
+    if (!builtins || PyObject_SetAttrString(builtins.get(), "unicode", reinterpret_cast<PyObject*>(&PyUnicode_Type)))
+        PyErr_Clear();
+}
