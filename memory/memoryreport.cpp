@@ -153,12 +153,14 @@ public:
     }
 };
 
-ReportingHandler reportingHandler;
-
 // Installed ahead of every static initialiser of default priority in the
 // module, among them the first strings, which may already need the handler.
 struct Installer {
-    Installer() { qtxSetOutOfMemoryHandler(&reportingHandler); }
+    Installer()
+    {
+        static ReportingHandler handler;
+        qtxSetOutOfMemoryHandler(&handler);
+    }
 };
 __attribute__((init_priority(101))) Installer installer;
 
