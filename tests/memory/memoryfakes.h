@@ -10,12 +10,12 @@
 #include <string>
 #include <vector>
 
-#include "component/hostservices.h"
-#include "component/iptr.h"
+#include "kel/hostservices.h"
+#include "kel/iptr.h"
+#include "kel/kelwidestring.h"
+#include "kel/qtxcstring.h"
 #include "platform/platform.h"
 #include "tests/support/testprovider.h"
-#include "text/kelwidestring.h"
-#include "text/qtxcstring.h"
 
 inline KelWideString wide(const char16_t* units)
 {

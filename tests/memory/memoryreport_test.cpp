@@ -6,11 +6,11 @@
 
 #include <filesystem>
 
-#include "memory/qtxrealloc.h"
-#include "persistence/kelfile.h"
+#include "core/qtxrealloc.h"
+#include "kel/kelfile.h"
+#include "kel/qtxcstring.h"
 #include "tests/memory/memoryfakes.h"
 #include "tests/persistence/fakestreams.h"
-#include "text/qtxcstring.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include "text/qtxcstring.h"
+#include "kel/qtxcstring.h"
 
 TestServiceProvider::TestServiceProvider() : previous_(kelServiceProvider())
 {

@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "component/hostservices.h"
-#include "component/iptr.h"
-#include "component/serviceprovider.h"
+#include "core/serviceprovider.h"
+#include "kel/hostservices.h"
+#include "kel/iptr.h"
 
 class TestServiceProvider : public IKelServiceProvider {
 public:
