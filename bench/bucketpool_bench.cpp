@@ -15,7 +15,7 @@
 #include <string>
 #include <vector>
 
-#include "memory/bucketpool.h"
+#include "core/bucketpool.h"
 #include "platform/platform.h"
 
 namespace {

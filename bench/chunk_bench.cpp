@@ -10,8 +10,8 @@
 #include "host/hostfilemagic.h"
 #include "host/hostprovider.h"
 #include "host/kelmemorystream.h"
+#include "kel/kelfile.h"
 #include "parameters/kelidspar.h"
-#include "persistence/kelfile.h"
 
 namespace {
 

@@ -20,14 +20,14 @@
 #include <cstdlib>
 #include <string>
 
-#include "component/iptr.h"
-#include "component/serviceprovider.h"
+#include "core/serviceprovider.h"
 #include "host/commandsets.h"
 #include "host/hostdatastore.h"
 #include "host/hostdirservice.h"
 #include "host/hostprovider.h"
 #include "host/scriptcommands.h"
 #include "host/scriptvalues.h"
+#include "kel/iptr.h"
 #include "script/commandbridge.h"
 #include "script/pyref.h"
 #include "script/scriptinterpreterpython.h"

@@ -17,7 +17,7 @@
 #include <fstream>
 #include <string>
 
-#include "component/serviceprovider.h"
+#include "core/serviceprovider.h"
 #include "host/commandsets.h"
 #include "host/hostdatastore.h"
 #include "host/hostdirservice.h"

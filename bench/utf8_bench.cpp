@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "text/kelwidestring.h"
+#include "kel/kelwidestring.h"
 
 namespace {
 

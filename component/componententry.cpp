@@ -6,11 +6,11 @@
 // then the two class entries. Keep them together and in this order.
 #include <new>
 
-#include "component/componentid.h"
 #include "component/kelbasecomponent.h"
 #include "component/kelclassfactory.h"
-#include "component/kelexport.h"
 #include "component/pythoninitializer.h"
+#include "kel/componentid.h"
+#include "kel/kelexport.h"
 #include "script/scriptinterpreterpython.h"
 
 namespace {

@@ -1,15 +1,15 @@
 // The component object.
 #include "component/kelbasecomponent.h"
 
-#include "component/componentid.h"
-#include "component/hostservices.h"
-#include "component/interfacenamelist.h"
-#include "component/iptr.h"
 #include "component/kelclassfactory.h"
 #include "component/kelclcbinary.h"
-#include "component/serviceprovider.h"
-#include "memory/qtxrealloc.h"
-#include "text/kelwidestring.h"
+#include "core/serviceprovider.h"
+#include "kel/componentid.h"
+#include "kel/hostservices.h"
+#include "kel/interfacenamelist.h"
+#include "kel/iptr.h"
+#include "kel/kelarray.h"
+#include "kel/kelwidestring.h"
 
 namespace {
 const char kBuildStamp[] = "2011-10-27 13:41";

@@ -8,7 +8,7 @@
 
 #include <cstdint>
 
-#include "component/kelcomponent.h"
+#include "kel/kelcomponent.h"
 
 class KelBaseComponent : public virtual IKelComponent, public virtual IKelCompInternal {
 public:

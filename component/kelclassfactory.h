@@ -8,9 +8,9 @@
 
 #include <cstdint>
 
-#include "component/kelhashtable.h"
-#include "component/kelid.h"
-#include "component/kelobject.h"
+#include "kel/kelhashtable.h"
+#include "kel/kelid.h"
+#include "kel/kelobject.h"
 
 class KelItemFactory;
 

@@ -3,7 +3,7 @@
 
 #include <cstring>
 
-#include "component/interfacenamelist.h"
+#include "kel/interfacenamelist.h"
 
 namespace {
 // Any fixed value serves; the host only carries it around.

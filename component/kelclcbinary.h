@@ -1,19 +1,10 @@
-// KelClcBinary: a small fixed binary block that the component hands out
-// through IKelComponent::clcBinary. Nothing in the component reads it.
+// KelClcBinary: the component's IKelClcBinary. Nothing in the component
+// reads it.
 #pragma once
 
 #include <cstdint>
 
-#include "component/kelobject.h"
-
-class IKelClcBinary : public virtual IKelUnknown {
-public:
-    static constexpr char interfaceName[] = "IKelClcBinary";
-
-    virtual uint32_t version() = 0;
-    virtual const uint8_t* data() = 0;
-    virtual uint64_t length() = 0;
-};
+#include "kel/ikelclcbinary.h"
 
 class KelClcBinary : public virtual IKelClcBinary {
 public:

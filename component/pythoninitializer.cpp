@@ -1,10 +1,10 @@
 // The application states of the component.
 #include "component/pythoninitializer.h"
 
-#include "component/hostservices.h"
-#include "component/interfacenamelist.h"
-#include "component/iptr.h"
-#include "text/kelwidestring.h"
+#include "kel/hostservices.h"
+#include "kel/interfacenamelist.h"
+#include "kel/iptr.h"
+#include "kel/kelwidestring.h"
 
 void PythonInitializer::initialize()
 {

@@ -2,7 +2,7 @@
 // host's data store. The host creates it once, right after EntryPoint.
 #pragma once
 
-#include "component/kelinitializer.h"
+#include "kel/kelinitializer.h"
 
 class PythonInitializer : public virtual IKelInitializer {
 public:

@@ -10,10 +10,10 @@
 #include "host/hostparameters.h"
 #include "host/hostprovider.h"
 #include "host/kelmemorystream.h"
+#include "kel/kelfile.h"
 #include "parameters/kelidpar.h"
 #include "parameters/kelidspar.h"
 #include "parameters/parameterregistry.h"
-#include "persistence/kelfile.h"
 
 namespace {
 

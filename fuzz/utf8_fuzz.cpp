@@ -10,7 +10,7 @@
 #include <cstring>
 #include <string>
 
-#include "text/kelwidestring.h"
+#include "kel/kelwidestring.h"
 
 namespace {
 

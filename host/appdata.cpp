@@ -8,10 +8,10 @@
 #include <cstdint>
 #include <string>
 
-#include "component/iptr.h"
-#include "component/kelexport.h"
 #include "host/hostdatastore.h"
-#include "text/kelwidestring.h"
+#include "kel/iptr.h"
+#include "kel/kelexport.h"
+#include "kel/kelwidestring.h"
 
 // Sets the string application state `name` (UTF-8) to `count` UTF-16 units at
 // `units`, cut at the first zero unit. 1 when the state changed; 0 when there

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "host/hostfilemagic.h"
-#include "persistence/kelfile.h"
+#include "kel/kelfile.h"
 
 namespace {
 

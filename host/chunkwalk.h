@@ -21,8 +21,8 @@
 #include <iosfwd>
 #include <string>
 
-#include "component/kelid.h"
-#include "persistence/kelbinarystream.h"
+#include "kel/kelbinarystream.h"
+#include "kel/kelid.h"
 
 class HostParameters;
 

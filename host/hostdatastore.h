@@ -14,8 +14,8 @@
 #include <string>
 #include <vector>
 
-#include "component/hostservices.h"
-#include "text/kelwidestring.h"
+#include "kel/hostservices.h"
+#include "kel/kelwidestring.h"
 
 struct HostAppState {
     std::string name;

@@ -6,8 +6,8 @@
 #include <map>
 #include <string>
 
-#include "component/hostservices.h"
-#include "text/kelwidestring.h"
+#include "kel/hostservices.h"
+#include "kel/kelwidestring.h"
 
 class HostDirService : public IKelDirService {
 public:

@@ -1,7 +1,7 @@
 #include "host/hostfilemagic.h"
 
 #include "host/hostquery.h"
-#include "persistence/kelfile.h"
+#include "kel/kelfile.h"
 
 uint32_t HostFileMagic::getMagic(const char* className)
 {

@@ -8,7 +8,7 @@
 
 #include <cstdint>
 
-#include "component/hostservices.h"
+#include "kel/hostservices.h"
 
 // "PAR": the id of every parameter chunk this host writes.
 constexpr uint32_t kelHostParameterMagic = 0x504152;

@@ -8,7 +8,7 @@
 
 #include <vector>
 
-#include "component/hostservices.h"
+#include "kel/hostservices.h"
 
 class HostMemChecker : public IMemChecker {
 public:

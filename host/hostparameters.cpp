@@ -9,10 +9,10 @@
 #include "host/kelfilestream.h"
 #include "host/kelhost_app.h"
 #include "host/kelmemorystream.h"
-#include "parameters/parameter.h"
-#include "persistence/kelfile.h"
+#include "kel/kelfile.h"
+#include "kel/qtxcstring.h"
+#include "kel/iparameter.h"
 #include "platform/platform.h"
-#include "text/qtxcstring.h"
 
 namespace {
 

@@ -11,8 +11,8 @@
 #include <string>
 #include <vector>
 
-#include "component/iptr.h"
-#include "component/kelid.h"
+#include "kel/iptr.h"
+#include "kel/kelid.h"
 
 class KelBinaryInput;
 class KelChunkReader;

@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "text/kelwidestring.h"
+#include "kel/kelwidestring.h"
 
 // The canonical wide form of a native path; any bytes open the same file.
 KelWideString kelHostWidePath(const std::string& native);

@@ -2,7 +2,7 @@
 #include "host/hostprovider.h"
 
 #include "host/hostquery.h"
-#include "text/qtxcstring.h"
+#include "kel/qtxcstring.h"
 
 HostServiceProvider::~HostServiceProvider() = default;
 

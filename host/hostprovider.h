@@ -6,8 +6,8 @@
 #include <map>
 #include <string>
 
-#include "component/iptr.h"
-#include "component/serviceprovider.h"
+#include "core/serviceprovider.h"
+#include "kel/iptr.h"
 
 class HostServiceProvider : public IKelServiceProvider {
 public:

@@ -1,8 +1,8 @@
 // The query by name of the reference host's objects, written once.
 #pragma once
 
-#include "component/interfacenamelist.h"
-#include "component/kelobject.h"
+#include "kel/interfacenamelist.h"
+#include "kel/kelobject.h"
 
 // Answers a query by name for `self`: its class name gives the object, then
 // "IKelUnknown", then each interface in I in order. A null name adds nothing:

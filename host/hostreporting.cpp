@@ -5,8 +5,8 @@
 
 #include "host/hostquery.h"
 #include "host/hosttext.h"
-#include "text/kelwidestring.h"
-#include "text/qtxcstring.h"
+#include "kel/kelwidestring.h"
+#include "kel/qtxcstring.h"
 
 void HostErrorService::reportError(const KelWideString& message, int* level, const KelCString& context)
 {

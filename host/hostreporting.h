@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "component/hostservices.h"
+#include "kel/hostservices.h"
 
 // What the host's reporting services keep: the latest reports only, so that
 // a host that runs for long does not grow with every failure.

@@ -8,9 +8,9 @@
 // lives until the process ends.
 #pragma once
 
-#include "component/iptr.h"
 #include "host/scriptcommands.h"
 #include "host/scriptvalues.h"
+#include "kel/iptr.h"
 
 class KelHost;
 

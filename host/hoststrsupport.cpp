@@ -2,7 +2,7 @@
 #include "host/hoststrsupport.h"
 
 #include "host/hostquery.h"
-#include "text/qtxcstring.h"
+#include "kel/qtxcstring.h"
 #include "text/utf16text.h"
 
 KelCString HostStrSupport::toNarrow(const char16_t* units)

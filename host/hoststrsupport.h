@@ -2,7 +2,7 @@
 // a text is its UTF-8 form, and lower case covers ASCII and Latin-1.
 #pragma once
 
-#include "component/hostservices.h"
+#include "kel/hostservices.h"
 
 class HostStrSupport : public IKelStrSupport {
 public:

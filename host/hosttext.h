@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "text/kelwidestring.h"
+#include "kel/kelwidestring.h"
 
 // The UTF-8 form of a wide string; empty for a null or empty one.
 inline std::string hostUtf8(const KelWideString& text)

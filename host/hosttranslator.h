@@ -8,8 +8,8 @@
 #include <utility>
 #include <vector>
 
-#include "component/hostservices.h"
-#include "component/iptr.h"
+#include "kel/hostservices.h"
+#include "kel/iptr.h"
 #include "memory/keltranslator.h"
 
 class HostTranslator : public KelTrivialTranslator {

@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <string>
 
-#include "persistence/kelbinarystream.h"
+#include "kel/kelbinarystream.h"
 
 // Reads a whole file. `size` is the file's length when it was opened. A file
 // that cannot be opened gives a stream that is bad from the start; a closed

@@ -4,10 +4,8 @@
 #include <cstdio>
 #include <filesystem>
 
-#include "component/componentid.h"
-#include "component/kelentrypoint.h"
-#include "component/kelinitializer.h"
-#include "component/serviceprovider.h"
+#include "core/bucketpool.h"
+#include "core/serviceprovider.h"
 #include "host/hostdatastore.h"
 #include "host/hostdirservice.h"
 #include "host/hostmemory.h"
@@ -15,7 +13,9 @@
 #include "host/hostreporting.h"
 #include "host/hoststrsupport.h"
 #include "host/hosttranslator.h"
-#include "memory/bucketpool.h"
+#include "kel/componentid.h"
+#include "kel/kelentrypoint.h"
+#include "kel/kelinitializer.h"
 #include "platform/platform.h"
 
 namespace fs = std::filesystem;

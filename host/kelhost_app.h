@@ -18,9 +18,9 @@
 #include <string>
 #include <vector>
 
-#include "component/iptr.h"
-#include "component/kelcomponent.h"
-#include "component/kelid.h"
+#include "kel/iptr.h"
+#include "kel/kelcomponent.h"
+#include "kel/kelid.h"
 
 class BucketMemoryPool;
 class HostAssertHandler;

@@ -9,7 +9,7 @@
 #include <memory>
 #include <vector>
 
-#include "persistence/kelbinarystream.h"
+#include "kel/kelbinarystream.h"
 
 // Reads a byte range that it does not own; the range must outlive the stream.
 // A read that falls short of its request, or a seek outside the range, makes

@@ -19,8 +19,7 @@
 #include "host/commandsets.h"
 #include "host/hostparameters.h"
 #include "host/hostpath.h"
-#include "parameters/kelidpar.h"
-#include "parameters/kelidspar.h"
+#include "kel/ikelidvalue.h"
 #include "text/utf16text.h"
 
 namespace {

@@ -4,9 +4,8 @@
 #include "host/chunkwalk.h"
 #include "host/hostfilemagic.h"
 #include "host/hostparameters.h"
-#include "parameters/kelidpar.h"
-#include "parameters/kelidspar.h"
-#include "persistence/kelfile.h"
+#include "kel/ikelidvalue.h"
+#include "kel/kelfile.h"
 
 namespace {
 

@@ -4,8 +4,8 @@
 
 #include <cstdio>
 
-#include "component/interfacenamelist.h"
 #include "host/hostreporting.h"
+#include "kel/interfacenamelist.h"
 #include "text/utf16text.h"
 
 namespace {

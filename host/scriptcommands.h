@@ -27,11 +27,11 @@
 #include <string>
 #include <vector>
 
-#include "component/iptr.h"
 #include "host/scriptvalues.h"
-#include "script/scripthost.h"
-#include "text/kelwidestring.h"
-#include "text/qtxcstring.h"
+#include "kel/iptr.h"
+#include "kel/kelwidestring.h"
+#include "kel/qtxcstring.h"
+#include "kel/scripthost.h"
 
 // What a command's function sees of one call.
 class ScriptCall {

@@ -3,14 +3,14 @@
 
 #include <fstream>
 
-#include "component/componentid.h"
-#include "component/kelobjectarray.h"
 #include "host/hostdatastore.h"
 #include "host/hostinterrupt.h"
 #include "host/hostpath.h"
 #include "host/hostscripting.h"
 #include "host/kelhost_app.h"
-#include "script/scriptinterpreterpython.h"
+#include "kel/componentid.h"
+#include "kel/kelobjectarray.h"
+#include "kel/iscriptinterpreter.h"
 #include "text/utf16text.h"
 
 ScriptRunner::ScriptRunner(KelHost& host, const ScriptRunOptions& options, std::ostream& out, std::ostream& err)

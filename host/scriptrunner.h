@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "text/kelwidestring.h"
+#include "kel/kelwidestring.h"
 
 class KelHost;
 class IScriptInterpreter;

@@ -5,7 +5,7 @@
 
 #include <ostream>
 
-#include "component/interfacenamelist.h"
+#include "kel/interfacenamelist.h"
 #include "text/pythonliteral.h"
 
 namespace HostScriptType {

@@ -14,10 +14,10 @@
 #include <new>
 #include <vector>
 
-#include "component/iptr.h"
-#include "script/scripthost.h"
-#include "text/kelwidestring.h"
-#include "text/qtxcstring.h"
+#include "kel/iptr.h"
+#include "kel/kelwidestring.h"
+#include "kel/qtxcstring.h"
+#include "kel/scripthost.h"
 
 // Base of every host script object: a plain reference count, and destruction
 // when the last reference goes. The number of objects alive lets the host

@@ -3,9 +3,9 @@
 
 #include <algorithm>
 
-#include "component/kelassert.h"
+#include "core/kelassert.h"
+#include "kel/kelwidestring.h"
 #include "platform/platform.h"
-#include "text/kelwidestring.h"
 
 namespace {
 

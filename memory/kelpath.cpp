@@ -4,8 +4,8 @@
 #include <cstdio>
 #include <string>
 
-#include "component/hostservices.h"
-#include "component/iptr.h"
+#include "kel/hostservices.h"
+#include "kel/iptr.h"
 #include "platform/platform.h"
 
 namespace {

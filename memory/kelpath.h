@@ -10,7 +10,7 @@
 // through forOpen() on its way to a file call.
 #pragma once
 
-#include "text/kelwidestring.h"
+#include "kel/kelwidestring.h"
 
 class KelPath : public KelWideString {
 public:

@@ -2,10 +2,10 @@
 // keltranslator.h.
 #include "memory/keltranslator.h"
 
-#include "component/componentid.h"
-#include "component/hostservices.h"
-#include "component/interfacenamelist.h"
-#include "component/iptr.h"
+#include "kel/componentid.h"
+#include "kel/hostservices.h"
+#include "kel/interfacenamelist.h"
+#include "kel/iptr.h"
 
 namespace {
 

@@ -1,38 +1,11 @@
-// Translators: the road of every text that the component shows to a user.
-//
-// Texts stand in the code as narrow English texts and pass through the
-// component's translator on their way out, which gives a wide string and
-// fills in the numbered placeholders "%1", "%2"... When the host supplies no
-// translator, KelTrivialTranslator keeps the texts as they are and still fills
-// in the placeholders, so callers need no second road.
+// The component's translator: the host's IKelTranslator (kel/ikeltranslator.h)
+// once the host offers one, and until then KelTrivialTranslator, which keeps
+// the texts as they are and still fills in the placeholders, so callers need
+// no second road.
 #pragma once
 
-#include "component/kelobject.h"
-#include "text/kelwidestring.h"
-
-// The slot order is a contract with the host's translators.
-class IKelTranslator : public virtual IKelUnknown {
-public:
-    static constexpr char interfaceName[] = "IKelTranslator";
-
-    // `count` arguments in an array; placeholder n takes args[n - 1].
-    virtual KelWideString translate(const char* text, int count, const KelWideString* args) = 0;
-    virtual KelWideString translate(const char* text, const KelWideString* a1, const KelWideString* a2,
-                                    const KelWideString* a3, const KelWideString* a4, const KelWideString* a5,
-                                    const KelWideString* a6) = 0;
-    virtual KelWideString translate(const char* text, const KelWideString* a1, const KelWideString* a2,
-                                    const KelWideString* a3, const KelWideString* a4,
-                                    const KelWideString* a5) = 0;
-    virtual KelWideString translate(const char* text, const KelWideString* a1, const KelWideString* a2,
-                                    const KelWideString* a3, const KelWideString* a4) = 0;
-    virtual KelWideString translate(const char* text, const KelWideString* a1, const KelWideString* a2,
-                                    const KelWideString* a3) = 0;
-    virtual KelWideString translate(const char* text, const KelWideString* a1, const KelWideString* a2) = 0;
-    virtual KelWideString translate(const char* text, const KelWideString* a1) = 0;
-    // No arguments: a placeholder stays in the text.
-    virtual KelWideString translate(const char* text) = 0;
-    virtual bool translatorFlag() = 0;
-};
+#include "kel/ikeltranslator.h"
+#include "kel/kelwidestring.h"
 
 // Keeps texts as they are (widened byte by byte) and fills in placeholders.
 // New objects start at count 0.

@@ -3,15 +3,15 @@
 
 #include <iomanip>
 
-#include "component/hostservices.h"
-#include "component/iptr.h"
+#include "core/qtxrealloc.h"
+#include "kel/hostservices.h"
+#include "kel/iptr.h"
+#include "kel/kelwidestring.h"
+#include "kel/qtxcstring.h"
 #include "memory/kelfdstreambuf.h"
 #include "memory/kelpath.h"
 #include "memory/keltranslator.h"
-#include "memory/qtxrealloc.h"
 #include "platform/platform.h"
-#include "text/kelwidestring.h"
-#include "text/qtxcstring.h"
 
 namespace {
 
@@ -139,3 +139,33 @@ int qtxMemoryStatus(long long* freeKib, long long* totalKib, long long* swapFree
     *swapTotalKib = static_cast<long long>(totalSwap) / 1024;
     return 0;
 }
+
+namespace {
+
+// The foundation's handler for guarded allocation (see core/qtxrealloc.h).
+class ReportingHandler final : public QtxOutOfMemoryHandler {
+public:
+    bool temporaryFileName(KelWideString& name) override { return kelTempFileName(name); }
+    void reportExhaustion(long long attemptedBytes, int code) override
+    {
+        qtxWriteMemoryReport(static_cast<unsigned long long>(attemptedBytes));
+        qtxOutOfMemory(code);
+    }
+};
+
+// Installed ahead of every static initialiser of default priority in the
+// module, among them the first strings, which may already need the handler.
+struct Installer {
+    Installer()
+    {
+        static ReportingHandler handler;
+        qtxSetOutOfMemoryHandler(&handler);
+    }
+};
+__attribute__((init_priority(101))) Installer installer;
+
+}  // namespace
+
+// Named in the foundation's link options, so that every module that links the
+// foundation links this file, and with it the installer above.
+extern "C" void kelOutOfMemoryHandlerLink() {}

@@ -1,9 +1,9 @@
 // KelIDPar: one identity, stored in sub-chunk 256 as an identity chunk.
 #include "parameters/kelidpar.h"
 
-#include "component/interfacenamelist.h"
+#include "kel/interfacenamelist.h"
+#include "kel/kelfile.h"
 #include "parameters/parameterchunk.h"
-#include "persistence/kelfile.h"
 
 namespace QTXModelFeature {
 

@@ -1,17 +1,9 @@
 // QTXModelFeature::KelIDPar: a parameter that holds one identity.
 #pragma once
 
-#include "component/kelid.h"
+#include "kel/ikelidvalue.h"
+#include "kel/kelid.h"
 #include "parameters/parameter.h"
-
-class IKelIDValue : public virtual IKelUnknown {
-public:
-    static constexpr char interfaceName[] = "IKelIDValue";
-
-    // Borrowed: the value stays owned by the object.
-    virtual const KelID& getValue() = 0;
-    virtual void setValue(const KelID& value) = 0;
-};
 
 namespace QTXModelFeature {
 

@@ -2,9 +2,9 @@
 // many identity chunks.
 #include "parameters/kelidspar.h"
 
-#include "component/interfacenamelist.h"
+#include "kel/interfacenamelist.h"
+#include "kel/kelfile.h"
 #include "parameters/parameterchunk.h"
-#include "persistence/kelfile.h"
 
 namespace QTXModelFeature {
 

@@ -2,20 +2,10 @@
 // identities.
 #pragma once
 
-#include "component/kelid.h"
-#include "component/kelobjectarray.h"
+#include "kel/ikelidvalue.h"
+#include "kel/kelid.h"
+#include "kel/kelobjectarray.h"
 #include "parameters/parameter.h"
-
-class IKelIDsValue : public virtual IKelUnknown {
-public:
-    static constexpr char interfaceName[] = "IKelIDsValue";
-
-    // Borrowed: the list stays owned by the object. Identities stand at
-    // indices 1 to count.
-    virtual const KelObjectArray<KelID>& getValue() = 0;
-    // Replaces the list by a copy, in an array of exactly count + 1 elements.
-    virtual void setValue(const KelObjectArray<KelID>& other) = 0;
-};
 
 namespace QTXModelFeature {
 

@@ -2,8 +2,8 @@
 // parameter writes first.
 #include "parameters/parameter.h"
 
-#include "component/interfacenamelist.h"
-#include "persistence/kelfile.h"
+#include "kel/interfacenamelist.h"
+#include "kel/kelfile.h"
 
 namespace QTXModelFeature {
 

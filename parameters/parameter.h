@@ -1,5 +1,5 @@
-// The parameter interfaces and QTXModelFeature::Parameter, the base of the
-// persistent value objects of the host's model features.
+// QTXModelFeature::Parameter, the base of the persistent value objects of the
+// host's model features (their interfaces are in kel/iparameter.h).
 //
 // Every parameter stores itself as one parameter chunk (its id comes from the
 // host's IQtxFileMagic for "QTXModelFeature::Parameter", version 2) holding
@@ -11,49 +11,13 @@
 // A load establishes the class by the name alone; the type identity is read
 // and dropped. Older files use the id 0xb0000 with version 0 or 1.
 //
-// Slot orders of the interfaces and of Parameter are a contract with the host.
+// The slot order of Parameter is a contract with the host.
 #pragma once
 
 #include <cstdint>
 
-#include "component/kelid.h"
-#include "component/kelobject.h"
-#include "text/qtxcstring.h"
-
-class KelChunkReader;
-class KelChunkWriter;
-
-class IKelParameter : public virtual IKelUnknown {
-public:
-    static constexpr char interfaceName[] = "IKelParameter";
-
-    virtual bool defaultTrue() = 0;
-    virtual bool defaultFalse() = 0;
-    // Borrowed: the identity of the parameter's class.
-    virtual const KelID* typeId() = 0;
-    // A new object with the same value; its reference count is 0.
-    virtual IKelParameter* clone() = 0;
-};
-
-class IKelPersistable : public virtual IKelUnknown {
-public:
-    static constexpr char interfaceName[] = "IKelPersistable";
-
-    // Both use the given writer or reader only as the holder of its stream.
-    virtual bool save(KelChunkWriter* writer) = 0;
-    virtual bool load(KelChunkReader* reader) = 0;
-    virtual const KelID* typeId() = 0;
-};
-
-// Not among the names a parameter answers to in queryInterface: a caller that
-// has the concrete class reaches it by a cast.
-class IKelEqualComparable : public virtual IKelUnknown {
-public:
-    static constexpr char interfaceName[] = "IKelEqualComparable";
-
-    // True when `other` is of the same class and holds an equal value.
-    virtual bool equals(IKelEqualComparable* other) = 0;
-};
+#include "kel/iparameter.h"
+#include "kel/qtxcstring.h"
 
 namespace QTXModelFeature {
 

@@ -1,9 +1,9 @@
 // The parameter chunk shared by the parameter classes.
 #include "parameters/parameterchunk.h"
 
-#include "component/hostservices.h"
-#include "component/iptr.h"
-#include "persistence/kelfile.h"
+#include "kel/hostservices.h"
+#include "kel/iptr.h"
+#include "kel/kelfile.h"
 
 namespace QTXModelFeature {
 

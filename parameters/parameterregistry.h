@@ -5,10 +5,10 @@
 
 #include <new>
 
-#include "component/kelexport.h"
-#include "component/kelhashtable.h"
+#include "kel/kelexport.h"
+#include "kel/kelhashtable.h"
+#include "kel/qtxcstring.h"
 #include "parameters/parameter.h"
-#include "text/qtxcstring.h"
 
 // The base of all entries. Its constructor registers the entry; a second
 // entry with the same key replaces the first. Entries are never removed and

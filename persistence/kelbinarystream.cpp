@@ -1,10 +1,10 @@
 // The typed operations of the binary streams and their 1024-byte buffer rules.
-#include "persistence/kelbinarystream.h"
+#include "kel/kelbinarystream.h"
 
 #include <algorithm>
 #include <cstring>
 
-#include "persistence/kelbigendian.h"
+#include "kel/kelbigendian.h"
 
 KelStreamObserver kelstream_detail::observer = nullptr;
 

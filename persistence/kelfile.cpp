@@ -1,12 +1,12 @@
 // The chunk reader and writer, the identity form and the shared string reader.
-#include "persistence/kelfile.h"
+#include "kel/kelfile.h"
 
 #include <climits>
 #include <cstring>
 
-#include "component/kelassert.h"
-#include "persistence/kelbigendian.h"
-#include "text/qtxcstring.h"
+#include "core/kelassert.h"
+#include "kel/kelbigendian.h"
+#include "kel/qtxcstring.h"
 
 // Identity chunks come by the million in a list: their reading and writing
 // are compiled as one body each, without calls between head, fields and end.

@@ -480,13 +480,12 @@ bool kelReadWideTextFile(const char16_t* path, bool (*piece)(void* context, cons
 
 namespace {
 
-// A re-entrant lock built on one futex word (0 free, 1 held, 2 held with
-// sleepers), an owner and a depth: one atomic operation to enter and plain
-// stores to leave when nobody waits, and a system call only when somebody
-// does. Mutual exclusion rests on the entering read-modify-writes alone. A waiter
-// sleeps at once instead of spinning: with more threads than cores (the usual
-// case on a loaded desktop) spinning on a preempted holder only burns the
-// holder's time, and measured two-thread churn was fastest without it.
+// A re-entrant lock on the classic three-state futex word (0 free, 1 held,
+// 2 held and maybe waited for), an owner and a depth. Entering is one
+// compare-and-swap when the lock is free; leaving is one exchange, which sees
+// every waiter that marked the word before it, so no wake-up is lost. A
+// waiter sleeps at once instead of spinning: with more threads than cores,
+// spinning on a preempted holder only burns the holder's time.
 struct Section {
     std::atomic<int> word;
     std::atomic<unsigned long> owner;
@@ -499,28 +498,20 @@ Section* sectionOf(KelCriticalSection* section)
     return std::launder(reinterpret_cast<Section*>(section->storage));
 }
 
-// Bounded: a leave that read the word just before a waiter marked it may not
-// wake that waiter (see kelCriticalSectionLeave), so a sleeper looks again
-// after a millisecond at the latest.
-void futexWait(std::atomic<int>* word, int expected)
-{
-    timespec limit{0, 1000000};
-    syscall(SYS_futex, reinterpret_cast<int*>(word), FUTEX_WAIT_PRIVATE, expected, &limit, nullptr, 0);
-}
-
-void futexWake(std::atomic<int>* word)
-{
-    syscall(SYS_futex, reinterpret_cast<int*>(word), FUTEX_WAKE_PRIVATE, 1, nullptr, nullptr, 0);
-}
-
 void acquireWord(std::atomic<int>& word)
 {
     int expected = 0;
     if (word.compare_exchange_strong(expected, 1, std::memory_order_acquire, std::memory_order_relaxed))
         return;
-    // From here on the word says 2, so that the holder wakes a sleeper.
+    // From here on the word says 2, so that the holder's release wakes a sleeper.
     while (word.exchange(2, std::memory_order_acquire) != 0)
-        futexWait(&word, 2);
+        syscall(SYS_futex, reinterpret_cast<int*>(&word), FUTEX_WAIT_PRIVATE, 2, nullptr, nullptr, 0);
+}
+
+void releaseWord(std::atomic<int>& word)
+{
+    if (word.exchange(0, std::memory_order_release) == 2)
+        syscall(SYS_futex, reinterpret_cast<int*>(&word), FUTEX_WAKE_PRIVATE, 1, nullptr, nullptr, 0);
 }
 
 }  // namespace
@@ -554,15 +545,7 @@ void kelCriticalSectionLeave(KelCriticalSection* section)
     if (--s->depth > 0)
         return;
     s->owner.store(0, std::memory_order_relaxed);
-    // A plain store instead of an exchange: on the pool's path every section
-    // entry is one alloc or free, and a second atomic read-modify-write per
-    // entry costs as much as the rest of the work. A waiter that marks the
-    // word between the load and the store misses its wake-up and finds the
-    // lock free at the end of its bounded sleep.
-    int held = s->word.load(std::memory_order_relaxed);
-    s->word.store(0, std::memory_order_release);
-    if (held == 2)
-        futexWake(&s->word);
+    releaseWord(s->word);
 }
 
 // ---- counter, process, memory ----------------------------------------------

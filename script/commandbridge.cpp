@@ -9,12 +9,12 @@
 #include <sstream>
 #include <string>
 
-#include "component/kelassert.h"
+#include "core/kelassert.h"
+#include "kel/kelwidestring.h"
 #include "memory/keltranslator.h"
 #include "script/scriptinterpreterpython.h"
-#include "text/utf16text.h"
 #include "script/valueconversion.h"
-#include "text/kelwidestring.h"
+#include "text/utf16text.h"
 
 void reportToUser(const char* message, const std::string& argument)
 {

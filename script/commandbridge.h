@@ -27,11 +27,11 @@
 
 #include <string>
 
-#include "component/iptr.h"
-#include "component/kelobjectarray.h"
+#include "kel/iptr.h"
+#include "kel/kelobjectarray.h"
+#include "kel/qtxcstring.h"
+#include "kel/scripthost.h"
 #include "script/pyref.h"
-#include "script/scripthost.h"
-#include "text/qtxcstring.h"
 
 // The published functions' entry (METH_VARARGS | METH_KEYWORDS). `self` is the
 // command's name, `args` the positional tuple, `keywords` a dict or null.

@@ -14,9 +14,9 @@
 
 #include <string>
 
-#include "component/kelobjectarray.h"
-#include "text/kelwidestring.h"
-#include "text/qtxcstring.h"
+#include "kel/kelobjectarray.h"
+#include "kel/kelwidestring.h"
+#include "kel/qtxcstring.h"
 
 enum class KelPythonStart { started, alreadyUp, failed };
 

@@ -9,7 +9,7 @@
 #include <cstring>
 #include <string>
 
-#include "memory/qtxrealloc.h"
+#include "core/qtxrealloc.h"
 #include "platform/platform.h"
 #include "script/pyref.h"
 #include "script/pythonrun.h"

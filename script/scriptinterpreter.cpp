@@ -5,8 +5,8 @@
 #include <ostream>
 #include <string>
 
-#include "component/interfacenamelist.h"
-#include "component/kelassert.h"
+#include "core/kelassert.h"
+#include "kel/interfacenamelist.h"
 #include "memory/kelpath.h"
 #include "platform/platform.h"
 

@@ -1,11 +1,12 @@
 // The language-neutral side of the host's script interpreters.
 //
-// IScriptInterpreter is what the host calls; ScriptInterpreter implements the
-// parts that do not depend on the language: the file extensions, reading a
-// UTF-8 script file into one text, and writing a host script object (a list of
-// commands with their actual arguments) as script text. A language derives from
-// ScriptInterpreter, appends its extensions and changes the spelling settings
-// in its constructor; nothing changes them afterwards.
+// ScriptInterpreter implements the parts of IScriptInterpreter
+// (kel/iscriptinterpreter.h) that do not depend on the language: the file
+// extensions, reading a UTF-8 script file into one text, and writing a host
+// script object (a list of commands with their actual arguments) as script
+// text. A language derives from ScriptInterpreter, appends its extensions and
+// changes the spelling settings in its constructor; nothing changes them
+// afterwards.
 //
 // Slot orders are a contract with the host: never reorder the operations.
 #pragma once
@@ -14,27 +15,11 @@
 #include <iosfwd>
 #include <vector>
 
-#include "component/iptr.h"
-#include "component/kelobjectarray.h"
-#include "component/kelobject.h"
-#include "script/scripthost.h"
-#include "text/kelwidestring.h"
-#include "text/qtxcstring.h"
-
-class IScriptInterpreter : public virtual IKelUnknown {
-public:
-    static constexpr char interfaceName[] = "IScriptInterpreter";
-
-    virtual const KelWideString& getLanguageName() = 0;
-    // Stores the host's command list (not owned, no reference); may be null.
-    virtual void bindCommands(IScriptCommandList* commands) = 0;
-    virtual bool canRunFile(const KelWideString& path) = 0;
-    virtual const KelWideString& getDefaultExtension() = 0;
-    // 0 when the script ran to its end (or nothing ran), -1 on a failure.
-    virtual int32_t runFile(const KelWideString& path) = 0;
-    virtual int32_t runString(const KelWideString& text) = 0;
-    virtual bool writeScript(std::ostream& out, IScript* script) = 0;
-};
+#include "kel/iptr.h"
+#include "kel/iscriptinterpreter.h"
+#include "kel/kelwidestring.h"
+#include "kel/qtxcstring.h"
+#include "kel/scripthost.h"
 
 class ScriptInterpreter : public virtual IScriptInterpreter {
 public:
@@ -65,14 +50,4 @@ protected:
     KelCString statementEnd;
     bool quoteStrings = true;
     KelCString modulePrefix;
-};
-
-// The second version of the interpreter interface: the language's reserved
-// words, so that the host can keep them out of command names.
-class IScriptInterpreterV2 : public virtual IScriptInterpreter {
-public:
-    static constexpr char interfaceName[] = "IScriptInterpreterV2";
-
-    // Fills `array` from index 1; always true.
-    virtual bool getKeywords(KelObjectArray<KelCString>& array) = 0;
 };

@@ -8,12 +8,12 @@
 #include <ostream>
 #include <string>
 
-#include "component/hostservices.h"
-#include "component/interfacenamelist.h"
-#include "component/kelassert.h"
+#include "core/kelassert.h"
+#include "core/qtxrealloc.h"
+#include "kel/hostservices.h"
+#include "kel/interfacenamelist.h"
 #include "memory/kelpath.h"
 #include "memory/keltranslator.h"
-#include "memory/qtxrealloc.h"
 #include "script/commandbridge.h"
 #include "script/pyref.h"
 #include "script/pythonrun.h"

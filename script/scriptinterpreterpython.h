@@ -26,15 +26,6 @@ bool kelSettingOn(const char* key);
 // writable, encoding, errors, ...).
 void kelGiveTextStreamMethods();
 
-class IPythonScriptInterpreter : public virtual IKelUnknown {
-public:
-    static constexpr char interfaceName[] = "IPythonScriptInterpreter";
-
-    // Sets sys.argv from `args` (filled from index 1) and runs the file;
-    // gives what runFile gives.
-    virtual int32_t runFileWithArgs(const KelWideString& path, const KelObjectArray<KelCString>& args) = 0;
-};
-
 class ScriptInterpreterPython : public virtual ScriptInterpreter,
                                 public virtual IScriptInterpreterV2,
                                 public virtual IPythonScriptInterpreter {

@@ -14,6 +14,9 @@
 #include <optional>
 #include <string>
 
+#include "kel/hostservices.h"
+#include "memory/kelfdstreambuf.h"
+#include "memory/keltranslator.h"
 #include "platform/platform.h"
 #include "script/commandbridge.h"
 #include "script/pythonrun.h"

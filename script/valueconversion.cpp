@@ -7,12 +7,12 @@
 #include <cstring>
 #include <string>
 
-#include "component/iptr.h"
-#include "component/kelassert.h"
-#include "script/scripthost.h"
+#include "core/kelassert.h"
+#include "kel/iptr.h"
+#include "kel/kelwidestring.h"
+#include "kel/qtxcstring.h"
+#include "kel/scripthost.h"
 #include "script/scriptinterpreterpython.h"
-#include "text/kelwidestring.h"
-#include "text/qtxcstring.h"
 
 namespace {
 

@@ -1,4 +1,6 @@
 // The UTF-8 codec: a byte-by-byte core with a vectorised road for ASCII runs.
+// KEL_UTF8_SCALAR builds the portable word-at-a-time road instead, so that CI
+// tests both.
 //
 // The ASCII road only ever handles bytes (units) below 0x80, which map to
 // themselves in both directions, so it cannot change a result: it either
@@ -11,13 +13,13 @@
 #include <cstddef>
 #include <cstring>
 
-#if defined(__SSE2__)
+#if defined(__SSE2__) && !defined(KEL_UTF8_SCALAR)
 #include <emmintrin.h>
 #endif
 
 namespace {
 
-#if defined(__SSE2__)
+#if defined(__SSE2__) && !defined(KEL_UTF8_SCALAR)
 
 int lowestBit(unsigned mask)
 {
@@ -209,7 +211,7 @@ int32_t kelEncodeUtf8(const char16_t* units, int32_t count, char* out)
     return made;
 }
 
-#if defined(__SSE2__)
+#if defined(__SSE2__) && !defined(KEL_UTF8_SCALAR)
 
 namespace {
 

@@ -1,5 +1,5 @@
 // KelWideString: storage, reading and the edits of the text.
-#include "text/kelwidestring.h"
+#include "kel/kelwidestring.h"
 
 #include <cstddef>
 #include <cstring>

@@ -4,10 +4,10 @@
 #include <cstring>
 #include <ostream>
 
-#include "component/hostservices.h"
-#include "component/iptr.h"
+#include "kel/hostservices.h"
+#include "kel/iptr.h"
+#include "kel/kelwidestring.h"
 #include "text/kelutf8.h"
-#include "text/kelwidestring.h"
 #include "text/textstorage.h"
 
 using kel_text::allocateBlock;

@@ -9,8 +9,8 @@
 #include <cstdint>
 #include <iosfwd>
 
-#include "text/kelwidestring.h"
-#include "text/qtxcstring.h"
+#include "kel/kelwidestring.h"
+#include "kel/qtxcstring.h"
 
 // u'...': the code units of `text`, a surrogate pair as its one character.
 void kelWritePythonText(std::ostream& out, const KelWideString& text);

@@ -1,11 +1,11 @@
 // KelCString: storage, search and the in-place edits.
-#include "text/qtxcstring.h"
+#include "kel/qtxcstring.h"
 
 #include <cstddef>
 #include <cstring>
 #include <ostream>
 
-#include "component/kelassert.h"
+#include "core/kelassert.h"
 #include "text/textstorage.h"
 
 static_assert(sizeof(KelCString) == 2 * sizeof(void*), "KelCString is a pointer and a 32-bit capacity");

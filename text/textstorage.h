@@ -1,6 +1,6 @@
 // Block storage shared by the string classes: every buffer is a pointer and
 // the capacity that bucketAlloc reported, and only a positive capacity is
-// ever given back (see the table of storage states in text/qtxcstring.h).
+// ever given back (see the table of storage states in kel/qtxcstring.h).
 //
 // Every block size is computed here in 64 bits and checked: a text too long
 // for the pool's signed 32-bit sizes ends in the orderly out-of-memory stop,
@@ -12,9 +12,9 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "memory/bucketpool.h"
-#include "memory/qtxrealloc.h"
-#include "text/qtxcstring.h"
+#include "core/bucketpool.h"
+#include "core/qtxrealloc.h"
+#include "kel/qtxcstring.h"
 
 static_assert(kelMaxTextBytes <= kBucketMaxSize, "a string's largest block must fit the pool");
 

@@ -8,7 +8,7 @@
 
 #include <string>
 
-#include "text/kelwidestring.h"
+#include "kel/kelwidestring.h"
 
 // What becomes of a surrogate without its partner, which has no UTF-8 form.
 enum class KelLoneSurrogate {

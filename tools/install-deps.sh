@@ -6,7 +6,7 @@ packages=(
   cmake ninja-build g++ clang libclang-rt-14-dev
   libpython3-dev python3
   libgtest-dev libgmock-dev libbenchmark-dev
-  libcli11-dev libfmt-dev libreadline-dev
+  libcli11-dev libreadline-dev
   libjemalloc-dev libmimalloc-dev
 )
 # The Windows cross-build and Wine, which runs its tests without a display:

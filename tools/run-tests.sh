@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # Builds and runs the whole test suite twice (a normal build and one with
-# AddressSanitizer and UndefinedBehaviorSanitizer), runs each fuzz target for a
-# few seconds, then cross-builds the Windows libraries and runs their test
-# programs under wine64. Usage: tools/run-tests.sh [build-root]
+# AddressSanitizer, UndefinedBehaviorSanitizer and the portable UTF-8 road),
+# runs each fuzz target for a few seconds, then cross-builds the Windows
+# libraries and runs their test programs under wine64.
+# Usage: tools/run-tests.sh [build-root]
 set -euo pipefail
 here=$(cd "$(dirname "$0")/.." && pwd)
 root=${1:-$here/build-ci}
@@ -12,6 +13,9 @@ jobs=$(nproc)
 
 step() { printf '\n=== %s (%s)\n' "$1" "$(date +%T)"; }
 
+step "include rules"
+"$here/tools/check-includes.sh"
+
 step "normal build"
 cmake -S "$here" -B "$root/normal" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKEL_BENCH=ON
 cmake --build "$root/normal" -j "$jobs"
@@ -19,7 +23,8 @@ step "normal tests"
 ctest --test-dir "$root/normal" --output-on-failure -j "$jobs"
 
 step "sanitizer build"
-cmake -S "$here" -B "$root/asan" -G Ninja -DCMAKE_BUILD_TYPE=Debug -DKEL_SANITIZE=ON
+# This build also takes the UTF-8 codec's portable road, so both roads are tested.
+cmake -S "$here" -B "$root/asan" -G Ninja -DCMAKE_BUILD_TYPE=Debug -DKEL_SANITIZE=ON -DKEL_UTF8_SCALAR=ON
 cmake --build "$root/asan" -j "$jobs"
 step "sanitizer tests"
 # The interpreter keeps its objects until the process ends; only its own

@@ -4,15 +4,15 @@
 #include <sstream>
 #include <string>
 
-#include "component/componentid.h"
-#include "component/hostservices.h"
-#include "component/interfacenamelist.h"
-#include "component/iptr.h"
 #include "component/kelclcbinary.h"
-#include "component/kelcomponent.h"
-#include "component/kelinitializer.h"
+#include "kel/componentid.h"
+#include "kel/hostservices.h"
+#include "kel/interfacenamelist.h"
+#include "kel/iptr.h"
+#include "kel/kelcomponent.h"
+#include "kel/kelinitializer.h"
+#include "kel/kelwidestring.h"
 #include "tests/support/testprovider.h"
-#include "text/kelwidestring.h"
 
 extern "C" int32_t EntryPoint(uint32_t* version, IKelComponent** component);
 

@@ -3,13 +3,13 @@
 
 #include <string>
 
-#include "component/componentid.h"
-#include "component/interfacenamelist.h"
 #include "component/kelclassfactory.h"
 #include "component/kelclcbinary.h"
-#include "component/kelobjectarray.h"
 #include "component/pythoninitializer.h"
-#include "text/qtxcstring.h"
+#include "kel/componentid.h"
+#include "kel/interfacenamelist.h"
+#include "kel/kelobjectarray.h"
+#include "kel/qtxcstring.h"
 
 namespace {
 // "name/isClass/owner" for each entry, then "|" and the class stack.

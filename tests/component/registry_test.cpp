@@ -3,10 +3,10 @@
 
 #include <vector>
 
-#include "component/componentid.h"
 #include "component/kelclassfactory.h"
-#include "component/kelhashtable.h"
-#include "component/kelid.h"
+#include "kel/componentid.h"
+#include "kel/kelhashtable.h"
+#include "kel/kelid.h"
 
 namespace {
 using IdTable = KelHashTable<KelID, void*, KelID::HashFunc>;

@@ -6,11 +6,9 @@
 #include <utility>
 #include <vector>
 
-#include "component/componentid.h"
-#include "component/hostservices.h"
-#include "component/iptr.h"
-#include "component/kelassert.h"
-#include "component/serviceprovider.h"
+#include "core/bucketpool.h"
+#include "core/kelassert.h"
+#include "core/serviceprovider.h"
 #include "host/hostdatastore.h"
 #include "host/hostdirservice.h"
 #include "host/hostmemory.h"
@@ -20,11 +18,13 @@
 #include "host/hosttranslator.h"
 #include "host/kelhost_app.h"
 #include "host/scriptcommands.h"
-#include "memory/bucketpool.h"
+#include "kel/componentid.h"
+#include "kel/hostservices.h"
+#include "kel/iptr.h"
+#include "kel/kelwidestring.h"
+#include "kel/qtxcstring.h"
 #include "memory/keltranslator.h"
 #include "tests/support/testprovider.h"
-#include "text/kelwidestring.h"
-#include "text/qtxcstring.h"
 
 namespace {
 TEST(HostProviderTest, LooksUpTheNamedBaseAndCountsAtomically)

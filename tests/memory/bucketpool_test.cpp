@@ -1,7 +1,7 @@
 // The bucket pool: size classes, reuse of freed blocks, the plain road, the
 // release through block headers, threads, and the move of a module from its
 // private pool to the host's.
-#include "memory/bucketpool.h"
+#include "core/bucketpool.h"
 
 #include <gtest/gtest.h>
 
@@ -11,7 +11,7 @@
 #include <random>
 #include <thread>
 
-#include "component/interfacenamelist.h"
+#include "kel/interfacenamelist.h"
 #include "tests/memory/memoryfakes.h"
 #include "tests/memory/module/bucketmodule.h"
 

@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "component/componentid.h"
+#include "kel/componentid.h"
 #include "tests/memory/memoryfakes.h"
 
 namespace {

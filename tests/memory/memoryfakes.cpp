@@ -7,8 +7,8 @@
 #include <sstream>
 #include <utility>
 
+#include "core/qtxrealloc.h"
 #include "memory/memoryreport.h"
-#include "memory/qtxrealloc.h"
 
 ScriptedSyscalls::ScriptedSyscalls()
 {

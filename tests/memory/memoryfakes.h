@@ -11,12 +11,12 @@
 #include <string>
 #include <vector>
 
-#include "component/hostservices.h"
-#include "component/iptr.h"
+#include "kel/hostservices.h"
+#include "kel/iptr.h"
+#include "kel/kelwidestring.h"
+#include "kel/qtxcstring.h"
 #include "platform/platform.h"
 #include "tests/support/testprovider.h"
-#include "text/kelwidestring.h"
-#include "text/qtxcstring.h"
 
 inline KelWideString wide(const char16_t* units)
 {
@@ -145,8 +145,3 @@ std::string fixedDirectory(const std::string& name);
 // a text stream wrote it (CR LF on Windows).
 std::string readFile(const std::string& path, std::ios::openmode mode = std::ios::binary);
 
-// exit(-1) as the OS reports it: status 255 on POSIX, -1 on Windows.
-inline bool exitedWithMinusOne(int status)
-{
-    return testing::ExitedWithCode(255)(status) || testing::ExitedWithCode(-1)(status);
-}

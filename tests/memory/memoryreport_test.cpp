@@ -7,11 +7,11 @@
 #include <cstdio>
 #include <filesystem>
 
-#include "memory/qtxrealloc.h"
-#include "persistence/kelfile.h"
+#include "core/qtxrealloc.h"
+#include "kel/kelfile.h"
+#include "kel/qtxcstring.h"
 #include "tests/memory/memoryfakes.h"
 #include "tests/persistence/fakestreams.h"
-#include "text/qtxcstring.h"
 
 namespace {
 

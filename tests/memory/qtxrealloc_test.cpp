@@ -1,6 +1,6 @@
 // Guarded allocation: the size rules, the reduced sizes after a refusal, the
 // memory manager's loops, the spill through a temporary file, and KelArray.
-#include "memory/qtxrealloc.h"
+#include "kel/kelarray.h"
 
 #include <gtest/gtest.h>
 
@@ -187,9 +187,14 @@ TEST_F(QtxShortHeap, SpillMovesTheContentsThroughATemporaryFile)
     std::filesystem::path file = heap.opens[0].path;
     EXPECT_EQ(file.parent_path(), std::filesystem::path(directory));
     // One write of the whole old block; the new block is taken after the old
-    // one is gone, so the heap never holds both.
+    // one is gone, so the heap never holds both. (Smaller takes are the
+    // temporary name's bookkeeping, first made here when the test runs alone.)
     EXPECT_EQ(heap.writeSizes, Sizes{1000});
-    EXPECT_EQ(heap.mallocSizes, Sizes{1200});
+    Sizes blocks;
+    for (size_t size : heap.mallocSizes)
+        if (size >= 1000)
+            blocks.push_back(size);
+    EXPECT_EQ(blocks, Sizes{1200});
     EXPECT_TRUE(std::filesystem::is_empty(directory)) << "the temporary file outlived the spill";
     std::free(block);
 }

@@ -8,9 +8,9 @@
 #include <vector>
 
 #include "host/kelmemorystream.h"
+#include "kel/kelfile.h"
 #include "parameters/kelidpar.h"
 #include "parameters/kelidspar.h"
-#include "persistence/kelfile.h"
 #include "tests/persistence/fakestreams.h"
 #include "tests/support/testprovider.h"
 

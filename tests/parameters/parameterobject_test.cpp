@@ -2,7 +2,7 @@
 // registry and the exported factory.
 #include <string>
 
-#include "component/interfacenamelist.h"
+#include "kel/interfacenamelist.h"
 #include "parameters/parameterregistry.h"
 #include "tests/parameters/parameterfixture.h"
 

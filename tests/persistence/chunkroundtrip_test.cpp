@@ -9,10 +9,10 @@
 
 #include "host/kelfilestream.h"
 #include "host/kelmemorystream.h"
-#include "persistence/kelfile.h"
+#include "kel/kelfile.h"
+#include "kel/qtxcstring.h"
 #include "tests/persistence/fakestreams.h"
 #include "tests/support/testprovider.h"
-#include "text/qtxcstring.h"
 
 namespace {
 

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "component/hostservices.h"
-#include "persistence/kelbinarystream.h"
+#include "kel/hostservices.h"
+#include "kel/kelbinarystream.h"
 
 using Bytes = std::vector<uint8_t>;
 

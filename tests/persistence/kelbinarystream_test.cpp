@@ -1,5 +1,5 @@
 // The typed big-endian operations and the 1024-byte buffer rules.
-#include "persistence/kelbinarystream.h"
+#include "kel/kelbinarystream.h"
 
 #include <gtest/gtest.h>
 

@@ -1,15 +1,15 @@
 // The chunk format: golden bytes, the writer's back-patch, the reader's
 // acceptance rules, the root chunk's width, strings and identities.
-#include "persistence/kelfile.h"
+#include "kel/kelfile.h"
 
 #include <gtest/gtest.h>
 
 #include <climits>
 
 #include "host/kelmemorystream.h"
+#include "kel/qtxcstring.h"
 #include "tests/persistence/fakestreams.h"
 #include "tests/support/testprovider.h"
-#include "text/qtxcstring.h"
 
 namespace {
 

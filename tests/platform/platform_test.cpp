@@ -7,6 +7,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -168,22 +169,34 @@ TEST(CriticalSection, IsReentrantAndExcludesOtherThreads)
     other.join();
     EXPECT_TRUE(entered.load());
 
+    // Four threads hammer the section. A lost wake-up leaves a waiter asleep
+    // for good (the lock has no timed sleep to hide it), which the watchdog
+    // reports instead of letting the test hang.
+    constexpr int kThreads = 4, kRounds = 200000;
     long long counter = 0;  // guarded by the section only: a lost update shows
+    std::atomic<int> finished{0};
     auto work = [&] {
-        for (int i = 0; i < 200000; ++i) {
+        for (int i = 0; i < kRounds; ++i) {
             kelCriticalSectionEnter(&section);
             kelCriticalSectionEnter(&section);  // nested, as the pool does
             ++counter;
             kelCriticalSectionLeave(&section);
             kelCriticalSectionLeave(&section);
         }
+        ++finished;
     };
-    // Four threads on two cores: waiters pile up and owners get preempted.
     std::vector<std::thread> threads;
-    for (int t = 0; t < 4; ++t)
+    for (int t = 0; t < kThreads; ++t)
         threads.emplace_back(work);
-    for (std::thread& thread : threads)
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(2);
+    while (finished < kThreads && std::chrono::steady_clock::now() < deadline)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    if (finished < kThreads) {
+        ADD_FAILURE() << "a waiter was never woken";
+        std::_Exit(1);
+    }
+    for (auto& thread : threads)
         thread.join();
-    EXPECT_EQ(counter, 4 * 200000);
+    EXPECT_EQ(counter, (long long)kThreads * kRounds);
 }
 }  // namespace

@@ -9,14 +9,14 @@
 #include <string>
 #include <vector>
 
-#include "component/hostservices.h"
-#include "component/interfacenamelist.h"
-#include "component/iptr.h"
 #include "host/commandsets.h"
 #include "host/hostdatastore.h"
 #include "host/hostdirservice.h"
 #include "host/hostreporting.h"
 #include "host/scriptvalues.h"
+#include "kel/hostservices.h"
+#include "kel/interfacenamelist.h"
+#include "kel/iptr.h"
 #include "script/scriptinterpreterpython.h"
 #include "tests/support/testprovider.h"
 

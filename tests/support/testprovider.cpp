@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <random>
 
-#include "text/qtxcstring.h"
+#include "kel/qtxcstring.h"
 
 TestServiceProvider::TestServiceProvider() : previous_(kelServiceProvider())
 {

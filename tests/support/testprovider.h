@@ -2,14 +2,16 @@
 // atomic, and every call is counted so that tests can see what the code did.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <atomic>
 #include <map>
 #include <string>
 #include <vector>
 
-#include "component/hostservices.h"
-#include "component/iptr.h"
-#include "component/serviceprovider.h"
+#include "core/serviceprovider.h"
+#include "kel/hostservices.h"
+#include "kel/iptr.h"
 
 class TestServiceProvider : public IKelServiceProvider {
 public:
@@ -76,3 +78,10 @@ public:
 private:
     std::string path_;
 };
+
+// exit(-1) as the OS reports it to a death test: status 255 on POSIX, -1 on
+// Windows.
+inline bool exitedWithMinusOne(int status)
+{
+    return testing::ExitedWithCode(255)(status) || testing::ExitedWithCode(-1)(status);
+}

@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <string>
 
+#include "kel/kelwidestring.h"
 #include "text/kelutf8.h"
-#include "text/kelwidestring.h"
 
 namespace {
 std::u16string decoded(const std::string& text) { return KelWideString::fromUtf8(text.c_str()).chars(); }

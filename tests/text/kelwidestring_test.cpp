@@ -1,4 +1,4 @@
-#include "text/kelwidestring.h"
+#include "kel/kelwidestring.h"
 
 #include <gtest/gtest.h>
 

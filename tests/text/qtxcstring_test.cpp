@@ -1,4 +1,4 @@
-#include "text/qtxcstring.h"
+#include "kel/qtxcstring.h"
 
 #include <gtest/gtest.h>
 

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "component/hostservices.h"
-#include "text/qtxcstring.h"
+#include "kel/hostservices.h"
+#include "kel/qtxcstring.h"
 
 class FakeStrSupport : public IKelStrSupport {
 public:

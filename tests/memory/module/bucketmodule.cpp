@@ -1,8 +1,8 @@
 // The entries of the second test module; each runs on the module's own statics.
 #include "tests/memory/module/bucketmodule.h"
 
-#include "component/serviceprovider.h"
-#include "memory/bucketpool.h"
+#include "core/bucketpool.h"
+#include "core/serviceprovider.h"
 
 void moduleSetProvider(IKelServiceProvider* provider)
 {

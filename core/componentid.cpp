@@ -1,4 +1,4 @@
-#include "component/componentid.h"
+#include "kel/componentid.h"
 
 // The bytes stand as they lie in memory: data1 comes first, little-endian.
 

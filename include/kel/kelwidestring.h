@@ -8,7 +8,7 @@
 //   narrowText_  / narrowCapacity_   the narrow form, kept for narrow()
 //   utf8Text_    / utf8Capacity_     the UTF-8 form of the last utf8() call
 //
-// Each buffer is empty, borrowed or owned by the table in text/qtxcstring.h.
+// Each buffer is empty, borrowed or owned by the table in kel/qtxcstring.h.
 // A null text and a text whose first unit is zero are the same empty string
 // to every operation. Units are code units: nothing here knows of surrogate
 // pairs. Requests are made for exact sizes, without doubling; what the pool
@@ -23,7 +23,7 @@
 #include <iosfwd>
 #include <type_traits>
 
-#include "text/qtxcstring.h"
+#include "kel/qtxcstring.h"
 
 class KelWideString {
 public:

@@ -2,16 +2,15 @@
 // name through the service provider (SPtr<T> uses T::interfaceName).
 //
 // Slot order is a contract with the host: each interface lists the
-// operations the component calls, in the host's order. Interfaces that the
-// foundation itself implements live beside their implementations
-// (IBucketMemoryPool, IKelTranslator); the script host's interfaces live in
-// script/.
+// operations the component calls, in the host's order. The services that
+// the foundation can also provide itself (IBucketMemoryPool, IKelTranslator)
+// and the script host's interfaces (scripthost.h) have headers of their own.
 #pragma once
 
 #include <cstdint>
 
-#include "component/kelid.h"
-#include "component/kelobject.h"
+#include "kel/kelid.h"
+#include "kel/kelobject.h"
 
 class KelCString;
 class KelWideString;

@@ -10,7 +10,7 @@
 #include <cstdint>
 #include <new>
 
-#include "memory/qtxrealloc.h"
+#include "kel/kelarray.h"
 
 template <class T>
 class KelObjectArray {

@@ -18,7 +18,7 @@
 #include <cstdint>
 #include <iosfwd>
 
-#include "component/kelobject.h"
+#include "kel/kelobject.h"
 
 class KelCString;
 class KelWideString;

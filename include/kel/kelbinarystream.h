@@ -24,7 +24,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "persistence/kelbigendian.h"
+#include "kel/kelbigendian.h"
 
 // A process-wide observer of stream traffic. It sees every block handed to a
 // concrete output stream just before the write (position from tell()) and

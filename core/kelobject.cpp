@@ -1,9 +1,9 @@
 // Reference counting of IKelUnknown: through the host once there is one.
-#include "component/kelobject.h"
+#include "kel/kelobject.h"
 
 #include <cstring>
 
-#include "component/serviceprovider.h"
+#include "core/serviceprovider.h"
 
 void IKelUnknown::addRef()
 {

@@ -1,4 +1,5 @@
-// Guarded allocation of element blocks, and the plain growing arrays built on it.
+// Guarded allocation of element blocks, and the plain growing arrays built on
+// it, whose layout a host shares (the chunk classes hold them).
 //
 // Every size here is a count of elements of `elementSize` bytes; the byte size
 // is the 32-bit product, which callers keep below 2 GiB. A request for a
@@ -7,7 +8,7 @@
 // smaller size, and as a last resort the old contents are parked in a
 // temporary file so that the old and the new block need not coexist. When all
 // of that fails the process writes "memory.log", shows the out-of-memory
-// message and ends with exit(-1).
+// message and ends with exit(-1) (see core/qtxrealloc.h).
 //
 // Blocks from here go back with the runtime heap's free (kelHeapFree); there is
 // no guarded free.
@@ -17,10 +18,6 @@
 #include <type_traits>
 
 #include "platform/platform.h"
-
-namespace KelMM {
-class IKelMManager;
-}
 
 // Allocates elementSize * count bytes, uninitialised, into *block. Gives
 // count; a byte size of 0 counts as success whatever the heap gave.
@@ -36,10 +33,6 @@ int qtxRealloc(void** block, int elementSize, int curSize, int minNewSize, int m
 // otherwise max(size, 1) doubled until it does, or INT_MAX where doubling
 // would pass it.
 int qtxGrowSize(int size, int need);
-
-// Borrowed: the host's memory manager, looked up once on first use and kept
-// (with one reference) until process end; null when the host has none.
-KelMM::IKelMManager* qtxMemoryManager();
 
 // Ends the process in the orderly way: memory report naming `attemptedBytes`,
 // the out-of-memory message for `code` (-1..-4), exit(-1).

@@ -1,10 +1,10 @@
 // The assertion path.
-#include "component/kelassert.h"
+#include "core/kelassert.h"
 
 #include <cstdlib>
 
-#include "component/hostservices.h"
-#include "component/iptr.h"
+#include "kel/hostservices.h"
+#include "kel/iptr.h"
 
 void qtxAssertFailed(const char* expression, const char* file, int line)
 {

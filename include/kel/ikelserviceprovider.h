@@ -1,9 +1,10 @@
-// The host's service provider and this module's one pointer to it.
+// IKelServiceProvider: the host's service provider, through which a module
+// finds every service by name and counts every reference.
 #pragma once
 
 #include <cstdint>
 
-#include "component/kelobject.h"
+#include "kel/kelobject.h"
 
 class KelCString;
 
@@ -21,9 +22,3 @@ public:
     // True when the object that owns `count` must be destroyed.
     virtual bool releaseShared(int32_t* count) = 0;
 };
-
-// Borrowed: the process-wide provider of this module, null before
-// setServiceProvider.
-IKelServiceProvider* kelServiceProvider();
-// Stores the provider, overwriting any earlier one; null forgets it.
-void kelSetServiceProvider(IKelServiceProvider* provider);

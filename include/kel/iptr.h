@@ -8,7 +8,7 @@
 
 #include <type_traits>
 
-#include "component/kelobject.h"
+#include "kel/kelobject.h"
 
 template <class T, class U = IKelUnknown>
 class IPtr {

@@ -1,7 +1,7 @@
 // The identities that the component and the host agree on.
 #pragma once
 
-#include "component/kelid.h"
+#include "kel/kelid.h"
 
 // The component's own identity; built on first use.
 const KelID& kelComponentId();

@@ -10,7 +10,7 @@
 
 #include <cstdint>
 
-#include "text/qtxcstring.h"
+#include "kel/qtxcstring.h"
 
 // The first prime of the table that is greater than `n`; past the 31st entry
 // the last one, 2147483659, answers everything.

@@ -2,7 +2,7 @@
 // itself up in the host (declare application states and the like).
 #pragma once
 
-#include "component/kelobject.h"
+#include "kel/kelobject.h"
 
 class IKelInitializer : public virtual IKelUnknown {
 public:

@@ -1,11 +1,11 @@
 // The bucket pool, its per-module allocator and the module-level entries.
-#include "memory/bucketpool.h"
+#include "core/bucketpool.h"
 
 #include <atomic>
 #include <new>
 
-#include "component/interfacenamelist.h"
-#include "component/iptr.h"
+#include "kel/interfacenamelist.h"
+#include "kel/iptr.h"
 
 namespace {
 

@@ -21,8 +21,8 @@
 // stacks; bucketAlloc and bucketFree may be called from any thread.
 #pragma once
 
-#include "component/kelobject.h"
-#include "memory/qtxrealloc.h"
+#include "kel/ibucketmemorypool.h"
+#include "kel/kelarray.h"
 
 // The largest request: a block and its header word stay a positive 32-bit
 // size. A larger or negative request can only come from a wrapped size
@@ -45,13 +45,6 @@ class BucketMemoryPool;
 BucketMemoryPool* bucketCurrentPool();
 // True while the current pool is this module's private one.
 bool bucketPoolIsPrivate();
-
-// The pool as the host publishes it. Adds no operation of its own: callers
-// query it for "BucketMemoryPool" and use that table.
-class IBucketMemoryPool : public virtual IKelUnknown {
-public:
-    static constexpr char interfaceName[] = "IBucketMemoryPool";
-};
 
 // One static instance per module: the owner named in every block header that
 // the module took from the heap. Releasing through it takes the module's own

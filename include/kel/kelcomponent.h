@@ -7,8 +7,8 @@
 
 #include <cstdint>
 
-#include "component/kelid.h"
-#include "component/kelobject.h"
+#include "kel/kelid.h"
+#include "kel/kelobject.h"
 
 class IKelServiceProvider;
 class IKelClcBinary;

@@ -11,9 +11,9 @@
 
 #include <cstdint>
 
-#include "component/kelhashtable.h"
-#include "component/kelobjectarray.h"
-#include "text/qtxcstring.h"
+#include "kel/kelhashtable.h"
+#include "kel/kelobjectarray.h"
+#include "kel/qtxcstring.h"
 
 struct KelInterfaceNameEntry {
     KelCString name;

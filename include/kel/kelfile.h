@@ -43,9 +43,9 @@
 
 #include <cstdint>
 
-#include "component/kelid.h"
-#include "memory/qtxrealloc.h"
-#include "persistence/kelbinarystream.h"
+#include "kel/kelarray.h"
+#include "kel/kelbinarystream.h"
+#include "kel/kelid.h"
 
 class KelCString;
 

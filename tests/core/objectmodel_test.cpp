@@ -2,9 +2,9 @@
 // pointers. Identities from memory bytes show in the host's info output.
 #include <gtest/gtest.h>
 
-#include "component/interfacenamelist.h"
-#include "component/iptr.h"
-#include "component/kelobject.h"
+#include "kel/interfacenamelist.h"
+#include "kel/iptr.h"
+#include "kel/kelobject.h"
 #include "tests/support/testprovider.h"
 
 namespace {

@@ -1,16 +1,14 @@
 // Guarded allocation: the common road is one heap call; everything else here
 // runs only after the heap has refused.
-#include "memory/qtxrealloc.h"
+#include "core/qtxrealloc.h"
 
 #include <climits>
 #include <cstdlib>
 
-#include "component/hostservices.h"
-#include "component/iptr.h"
-#include "component/kelassert.h"
-#include "memory/kelpath.h"
-#include "memory/memoryreport.h"
-#include "text/kelwidestring.h"
+#include "core/kelassert.h"
+#include "kel/hostservices.h"
+#include "kel/iptr.h"
+#include "kel/kelwidestring.h"
 
 namespace {
 
@@ -23,6 +21,8 @@ constexpr int kReducedAttempts = 7;
 // The manager is asked from this attempt down: the first halvings are cheap
 // and often enough on their own.
 constexpr int kAskManagerFrom = 5;
+
+QtxOutOfMemoryHandler* outOfMemoryHandler = nullptr;
 
 void* heapBytes(int elementSize, int count)
 {
@@ -61,7 +61,8 @@ void* allocateWithManager(KelMM::IKelMManager*& manager, Allocate allocate)
 void* spillAndGrow(void* old, int oldBytes, int newBytes, KelMM::IKelMManager* manager)
 {
     KelWideString name;
-    kelTempFileName(name);
+    if (!outOfMemoryHandler || !outOfMemoryHandler->temporaryFileName(name))
+        qtxMemoryExhausted(newBytes, -1);
     int fd = kelWOpen(name.chars(), kelOpenBinary | kelOpenReadWrite | kelOpenCreate | kelOpenTemporary,
                       kelPermOwnerReadWrite);
     if (fd == -1)
@@ -199,7 +200,12 @@ void qtxMemoryExhausted(long long attemptedBytes, int code)
     if (ending)
         std::exit(-1);
     ending = true;
-    qtxWriteMemoryReport(static_cast<unsigned long long>(attemptedBytes));
-    qtxOutOfMemory(code);
+    if (outOfMemoryHandler)
+        outOfMemoryHandler->reportExhaustion(attemptedBytes, code);
     std::exit(-1);
+}
+
+void qtxSetOutOfMemoryHandler(QtxOutOfMemoryHandler* handler)
+{
+    outOfMemoryHandler = handler;
 }

@@ -1,8 +1,8 @@
 // This module's service provider and the lookup by name.
-#include "component/serviceprovider.h"
+#include "core/serviceprovider.h"
 
-#include "component/iptr.h"
-#include "text/qtxcstring.h"
+#include "kel/iptr.h"
+#include "kel/qtxcstring.h"
 
 namespace {
 IKelServiceProvider* theProvider = nullptr;

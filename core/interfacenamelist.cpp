@@ -1,5 +1,5 @@
 // The interface name lists.
-#include "component/interfacenamelist.h"
+#include "kel/interfacenamelist.h"
 
 namespace {
 void giveUp(KelInterfaceNameList* list)
