@@ -2,7 +2,7 @@
 # Checks the integrator's kit made from a finished build: installs it into a
 # temporary prefix and moves it elsewhere (the kit must be relocatable),
 # builds and runs examples/minimal-host against the moved tree, runs the
-# installed kelhost, then builds the
+# installed kelhost and the runnable examples of docs/, then builds the
 # Debian packages, checks them with lintian and runs kelhost unpacked from
 # them. Usage: tools/check-kit.sh BUILD-DIR
 set -euo pipefail
@@ -33,6 +33,9 @@ grep -q 'ValueError: from a text' "$work/minimal.out"
 
 echo "--- the installed kelhost"
 "$kit/bin/kelhost" run "$here/examples/commands.py" kit
+
+echo "--- the runnable examples of docs/"
+python3 "$here/tools/check-docs.py" "$kit" "$here"/docs/*.md
 
 echo "--- Debian packages"
 (cd "$work" && cpack -G DEB --config "$build/CPackConfig.cmake" -B "$work/debs" >/dev/null)
