@@ -7,6 +7,7 @@
 #include <dlfcn.h>
 #include <limits.h>
 #include <stdlib.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -78,12 +79,11 @@ struct List final : Object<IScriptValueList> {
     IScriptValue* item(uint32_t i) override { return i < items.size() ? items[i].get() : nullptr; }
     ScriptTypeToken type() override { return &token; }
     void write(std::ostream& out) override { out << "[]"; }
-    void queryInterface(const char* name, void* out, bool flag) override
+    void queryInterface(const char* name, void* out, bool flag) override  // a list is a value too
     {
+        Object::queryInterface(name, out, flag);
         if (kelSameName(name, IScriptValue::interfaceName))
             *static_cast<void**>(out) = static_cast<IScriptValue*>(this);
-        else
-            Object::queryInterface(name, out, flag);
     }
 };
 
@@ -133,7 +133,7 @@ struct Command final : Object<IScriptCommand> {
     Command(const char* name, std::function<IScriptValue*(IScriptActualArgList*)> body)
         : commandName(name), run(std::move(body)) {}
     const KelCString& name() override { return commandName; }
-    IScriptPrototype* prototype() override { return &formal; }
+    IScriptPrototype* prototype() override { return &formal; }  // borrowed
     bool execute(IScriptActualArgList* args, IScriptValue** result) override { return (*result = run(args)); }
 };
 
@@ -166,12 +166,10 @@ struct Directories final : Object<IKelDirService> {
 };
 
 // Required, though asked only when memory runs out (for the report), and
-// only when the host stores the component's parameters (chunk ids).
-struct MemChecker final : Object<IMemChecker> {
+// when the host stores the component's parameters (a chunk id per class).
+struct MemoryAndMagic final : Object<IMemChecker, IQtxFileMagic> {
     bool isActive() override { return false; }
     int getMemoryStatus(long long*, long long*, long long*, long long*, int) override { return -1; }
-};
-struct FileMagic final : Object<IQtxFileMagic> {
     uint32_t getMagic(const char* className) override { return std::hash<std::string>()(className) & 0xFFFFFF; }
 };
 
@@ -199,14 +197,12 @@ struct Provider final : Object<IKelServiceProvider> {
 
 KelWideString widePath(const char* native)  // the component's path form
 {
-    std::vector<char16_t> units(std::strlen(native) + 1);
+    std::u16string units(std::strlen(native) + 1, u'\0');
     kelWidePath(native, units.data(), units.size());
-    KelWideString path;
-    path.assign(units.data());
-    return path;
+    return own(KelWideString(units.c_str(), kelBorrow));
 }
 
-IScriptValue* argument(IScriptActualArgList* args, uint32_t i)
+IScriptValue* argument(IScriptActualArgList* args, uint32_t i)  // borrowed; null when missing
 {
     IScriptActualArg* arg = i < args->count() ? args->item(i) : nullptr;
     return arg ? arg->value() : nullptr;
@@ -231,7 +227,7 @@ int main(int argc, char** argv)
     IKelComponent* made = nullptr;
     uint32_t version = 0;
     if (!entry || !entry(&version, &made))
-        return std::fprintf(stderr, "cannot load %s: %s\n", KEL_COMPONENT, dlerror()), 2;
+        return std::fprintf(stderr, "cannot load %s: %s\n", KEL_COMPONENT, library ? "no entry" : dlerror()), 2;
     IPtr<IKelComponent> component(made);
 
     // 2. Serve the services. The provider lives as long as the process: the
@@ -239,16 +235,17 @@ int main(int argc, char** argv)
     auto* provider = new Provider();
     provider->addRef();
     auto* folders = new Directories();
-    std::string component_dir = std::string(KEL_COMPONENT).substr(0, std::string(KEL_COMPONENT).rfind('/'));
+    auto* memoryAndMagic = new MemoryAndMagic();
+    std::string componentDir = std::string(KEL_COMPONENT).substr(0, std::string(KEL_COMPONENT).rfind('/'));
     char macros[] = "/tmp/minimal-host-XXXXXX";  // a private folder for the error file
     if (!mkdtemp(macros))
         return std::perror("mkdtemp"), 2;
-    for (auto [name, path] : {std::pair{"exe", component_dir.c_str()}, {"macros", macros}, {"temp", "/tmp"},
+    for (auto [name, path] : {std::pair{"exe", componentDir.c_str()}, {"macros", macros}, {"temp", "/tmp"},
                               {"logs", macros}})
         folders->folders[name] = widePath(path);
     for (auto [name, service] : std::initializer_list<std::pair<const char*, IKelUnknown*>>{
-             {"IDataStore", new DataStore()}, {"IKelDirService", folders}, {"IMemChecker", new MemChecker()},
-             {"IQtxFileMagic", new FileMagic()}, {"IScriptFactory", new Factory()}})
+             {"IDataStore", new DataStore()}, {"IKelDirService", folders}, {"IMemChecker", memoryAndMagic},
+             {"IQtxFileMagic", memoryAndMagic}, {"IScriptFactory", new Factory()}})
         provider->services[name] = service;  // takes a reference
     component->setServiceProvider(provider);
 
@@ -288,5 +285,6 @@ int main(int argc, char** argv)
     std::printf("[host] script file: status %d\n", status);
     status = python->runString(KelWideString::fromUtf8("print(kel.greet('text'))\nraise ValueError('from a text')\n"));
     std::printf("[host] text: status %d\n", status);
+    rmdir(macros);  // each run removes its error file
     return 0;
 }
