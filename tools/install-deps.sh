@@ -8,6 +8,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   libcli11-dev libreadline-dev
   libjemalloc-dev libmimalloc-dev
+  dpkg-dev file lintian pkgconf
 )
 # The Windows cross-build and Wine, which runs its tests without a display:
 # Wine's recommended desktop libraries (graphics, sound, fonts) are not needed.
