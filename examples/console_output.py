@@ -7,6 +7,6 @@ import sys
 
 for step in range(3):
     print("step", step)
-    kel.sleep(200)
+    kel.sleep(0.2)
 sys.stderr.write("a line on the error stream\n")
 raise RuntimeError("shown live, not as a message afterwards")

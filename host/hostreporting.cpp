@@ -14,7 +14,7 @@ void HostErrorService::reportError(const KelWideString& message, int* level, con
     std::ostream* out = streamSet_ ? out_ : &std::cerr;
     if (out)
         *out << "error: " << report.message << std::endl;
-    reports_.push_back(std::move(report));
+    hostKeepLatest(reports_, std::move(report));
 }
 
 void HostErrorService::queryInterface(const char* name, void* out, bool flag)
@@ -29,7 +29,7 @@ int HostAssertHandler::handleAssert(const char* expression, const char* file, in
     if (out)
         *out << "assertion failed: " << failure.expression << " in " << failure.file << ", line " << line
              << std::endl;
-    failures_.push_back(std::move(failure));
+    hostKeepLatest(failures_, std::move(failure));
     return 0;
 }
 

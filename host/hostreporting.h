@@ -1,14 +1,28 @@
 // The reference host's error service ("IKelErrorService") and assertion
 // handler ("IKelAssertHandlerCB"). Both write to standard error (or to a
-// stream the host program chooses) and keep what they were told, so that a
-// test can look at it.
+// stream the host program chooses) and keep the latest of what they were
+// told, so that a test can look at it.
 #pragma once
 
+#include <cstddef>
 #include <ostream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "kel/hostservices.h"
+
+// What the host's reporting services keep: the latest reports only, so that
+// a host that runs for long does not grow with every failure.
+constexpr size_t kHostKeptReports = 32;
+
+template <class T>
+void hostKeepLatest(std::vector<T>& kept, T item)
+{
+    if (kept.size() >= kHostKeptReports)
+        kept.erase(kept.begin());
+    kept.push_back(std::move(item));
+}
 
 class HostErrorService : public IKelErrorService {
 public:
@@ -24,6 +38,7 @@ public:
     void queryInterface(const char* name, void* out, bool flag) override;
     const char* className() override { return "HostErrorService"; }
 
+    // Oldest first.
     const std::vector<Report>& reports() const { return reports_; }
     // Null writes nothing; the reports are kept all the same.
     void setStream(std::ostream* out)
@@ -53,6 +68,7 @@ public:
     void queryInterface(const char* name, void* out, bool flag) override;
     const char* className() override { return "HostAssertHandler"; }
 
+    // Oldest first.
     const std::vector<Failure>& failures() const { return failures_; }
     // Null writes nothing; the failures are kept all the same.
     void setStream(std::ostream* out)

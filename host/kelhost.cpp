@@ -1,18 +1,24 @@
 // kelhost: the reference host program. Loads the component, brings it up and
 // runs one sub-command on it.
+#include <cerrno>
+#include <cstring>
 #include <exception>
+#include <filesystem>
 #include <iostream>
 #include <string>
 
+#include "host/hostdirservice.h"
+#include "host/hostsignals.h"
 #include "host/subcommands.h"
 
 namespace {
 void addCommonOptions(CLI::App& app, KelHostOptions& options)
 {
     app.add_option("--component", options.component, "The component library (default: python.so beside kelhost)");
-    app.add_option("--macros", options.macrosDir, "The macros directory (default: the temporary directory)");
+    app.add_option("--macros", options.macrosDir,
+                   "The macros directory (default: kelhost-<user id> in the temporary directory)");
     app.add_option("--temp", options.tempDir, "The temporary directory (default: the system's)");
-    app.add_option("--logs", options.logsDir, "The logs directory (default: the temporary directory)");
+    app.add_option("--logs", options.logsDir, "The logs directory (default: as --macros)");
     app.add_option_function<std::vector<std::string>>(
            "--set",
            [&options](const std::vector<std::string>& pairs) {
@@ -26,16 +32,36 @@ void addCommonOptions(CLI::App& app, KelHostOptions& options)
         ->type_name("KEY=VALUE");
 }
 
+std::string absoluteMacros(KelHost& host)
+{
+    std::error_code ignored;
+    return std::filesystem::absolute(host.directories().directory("macros"), ignored).string();
+}
+
+// Output that never reached its reader (a closed pipe, a full disk) is a
+// failure of the program, whatever the script did.
+int checkOutput(int status)
+{
+    errno = 0;
+    std::cout.flush();
+    if (std::cout)
+        return status;
+    std::cerr << "kelhost: cannot write the standard output: " << (errno ? std::strerror(errno) : "write failed")
+              << std::endl;
+    return status == 0 ? 1 : status;
+}
+
 int run(KelHostOptions& options)
 {
     KelHost host(options);
+    kelHostInstallSignals(absoluteMacros(host));
     for (const auto& setup : options.setups)
         setup(host);
     if (options.needsComponent && !host.start()) {
         std::cerr << "kelhost: " << host.error() << std::endl;
         return 2;
     }
-    return options.action(host);
+    return checkOutput(options.action(host));
 }
 }  // namespace
 

@@ -89,14 +89,30 @@ void KelHost::createServices()
     addService("IKelMManager", memoryManager_);
 }
 
+// The component reads the temporary and logs directories from the data
+// store and the others from the directory service; each option sets both.
 void KelHost::setDirectories()
 {
     std::error_code ignored;
     std::string temp = orDefault(options_.tempDir, fs::temp_directory_path(ignored).string());
-    directories_->setDirectory("exe", orDefault(options_.exeDir, fs::path(componentPath_).parent_path().string()));
-    directories_->setDirectory("temp", temp);
-    directories_->setDirectory("macros", orDefault(options_.macrosDir, temp));
-    directories_->setDirectory("logs", orDefault(options_.logsDir, temp));
+    std::string privateDir;
+    if (options_.macrosDir.empty() || options_.logsDir.empty())
+        privateDir = kelHostPrivateDirectory(temp, error_);
+    const struct {
+        const char* name;
+        const char* key;
+        std::string path;
+    } directories[] = {
+        {"exe", nullptr, orDefault(options_.exeDir, fs::path(componentPath_).parent_path().string())},
+        {"temp", "Directories/Temp Directory", temp},
+        {"macros", nullptr, orDefault(options_.macrosDir, privateDir)},
+        {"logs", "Directories/Logs Directory", orDefault(options_.logsDir, privateDir)},
+    };
+    for (const auto& directory : directories) {
+        directories_->setDirectory(directory.name, directory.path);
+        if (directory.key)
+            dataStore_->setSetting(directory.key, directory.path);
+    }
 }
 
 void KelHost::addService(const std::string& name, IKelUnknown* service)
@@ -132,6 +148,8 @@ bool KelHost::start()
 {
     if (component_)
         return true;
+    if (!error_.empty())  // no safe directory for the engine's files
+        return false;
     if (!load())
         return false;
     component_->setServiceProvider(provider_);

@@ -41,9 +41,9 @@ class KelHost;
 struct KelHostOptions {
     std::string component;  // the component library; empty: python.so beside the program
     std::string exeDir;     // "exe"; empty: the component's folder
-    std::string macrosDir;  // "macros"; empty: the temporary directory
+    std::string macrosDir;  // "macros"; empty: the private directory
     std::string tempDir;    // "temp"; empty: the system's temporary directory
-    std::string logsDir;    // "logs"; empty: the temporary directory
+    std::string logsDir;    // "logs"; empty: the private directory
     std::map<std::string, std::string> settings;  // data store settings, UTF-8
 
     // Run in order on the new host before the component is loaded.
@@ -121,6 +121,11 @@ private:
 
 // python.so in the folder of the running program.
 std::string kelHostDefaultComponentPath();
+
+// "kelhost-<user id>" in `temp`, made when missing: a directory that only
+// this user can write to. Empty, with the reason in `error`, when it cannot
+// be made or is not such a directory.
+std::string kelHostPrivateDirectory(const std::string& temp, std::string& error);
 
 // An identity as {xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx}, lower case.
 std::string kelHostFormatId(const KelID& id);

@@ -4,6 +4,7 @@
 
 #include <cstdio>
 
+#include "host/hostreporting.h"
 #include "kel/interfacenamelist.h"
 #include "text/utf16text.h"
 
@@ -241,7 +242,7 @@ void HostScript::queryInterface(const char* name, void* out, bool flag)
 
 void HostScriptEngine::reportError(const KelWideString& message, int32_t flags)
 {
-    messages_.push_back(kelUtf8OfUnits(message.chars(), KelLoneSurrogate::threeBytes));
+    hostKeepLatest(messages_, kelUtf8OfUnits(message.chars(), KelLoneSurrogate::threeBytes));
     if (!quiet) {
         std::fputs(messages_.back().c_str(), stderr);
         std::fputc('\n', stderr);

@@ -169,11 +169,13 @@ private:
 };
 
 // "IScriptEngine": shows each message to the user on standard error (unless
-// told to be quiet) and keeps it, in UTF-8, for whoever asks later.
+// told to be quiet) and keeps the latest ones (kHostKeptReports), in UTF-8,
+// for whoever asks later.
 class HostScriptEngine final : public HostScriptObject, public virtual IScriptEngine {
 public:
     void reportError(const KelWideString& message, int32_t flags) override;
 
+    // Oldest first.
     const std::vector<std::string>& messages() const { return messages_; }
     void clearMessages() { messages_.clear(); }
     bool quiet = false;

@@ -1,5 +1,10 @@
 // kelhost run, exec and console: running Python through the component.
-#include <filesystem>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
 #include <iostream>
 #include <memory>
 
@@ -32,6 +37,23 @@ int withRunner(KelHost& host, const ScriptRunOptions& options, Body body)
     return status;
 }
 
+// Why the script file cannot be read, or "" when it can. A FIFO (a shell's
+// <(...)) is read like a file; the open does not wait for its writer.
+std::string unreadable(const std::string& path)
+{
+    int fd = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0)
+        return std::strerror(errno);
+    struct stat status;
+    std::string reason;
+    if (fstat(fd, &status) != 0)
+        reason = std::strerror(errno);
+    else if (S_ISDIR(status.st_mode))
+        reason = "it is a directory";
+    close(fd);
+    return reason;
+}
+
 struct ScriptCommandState {
     ScriptRunOptions options;
     std::string file;
@@ -51,9 +73,9 @@ void addScriptCommands(CLI::App& app, KelHostOptions& options)
     run->add_option("args", state->args, "Arguments for the script (sys.argv[1:])");
     run->callback([&options, state] {
         options.action = [state](KelHost& host) {
-            std::error_code error;
-            if (!std::filesystem::is_regular_file(state->file, error)) {
-                std::cerr << "kelhost: script file not found: " << state->file << std::endl;
+            std::string reason = unreadable(state->file);
+            if (!reason.empty()) {
+                std::cerr << "kelhost: cannot read the script file " << state->file << ": " << reason << std::endl;
                 return 2;
             }
             return withRunner(host, state->options, [state](ScriptRunner& runner) {

@@ -3,11 +3,10 @@
 // same value, so a recorded script replays exactly).
 #include "host/scriptvalues.h"
 
-#include <cmath>
-#include <cstdio>
 #include <ostream>
 
 #include "kel/interfacenamelist.h"
+#include "text/pythonliteral.h"
 
 namespace HostScriptType {
 const char boolType = 0, intType = 0, doubleType = 0, stringType = 0, unicodeType = 0, listType = 0;
@@ -41,47 +40,6 @@ struct FreeLists {
 int sizeClass(std::size_t size)
 {
     return size == 0 || size > kLargest ? -1 : static_cast<int>((size - 1) / kGrain);
-}
-
-void writeEscapedByte(std::ostream& out, unsigned char c, char quote)
-{
-    switch (c) {
-    case '\\': out << "\\\\"; return;
-    case '\n': out << "\\n"; return;
-    case '\r': out << "\\r"; return;
-    case '\t': out << "\\t"; return;
-    default: break;
-    }
-    if (c == static_cast<unsigned char>(quote)) {
-        out << '\\' << quote;
-        return;
-    }
-    char hex[8];
-    std::snprintf(hex, sizeof hex, "\\x%02x", c);
-    if (c < 0x20 || c >= 0x7f)  // a bytes literal takes only ASCII
-        out << hex;
-    else
-        out << static_cast<char>(c);
-}
-
-// One character of a str literal: printable ones as UTF-8, the rest escaped.
-void writeCharacter(std::ostream& out, char32_t c)
-{
-    char buffer[16];
-    if (c < 0x80) {
-        writeEscapedByte(out, static_cast<unsigned char>(c), '\'');
-    } else if (c >= 0xD800 && c < 0xE000) {
-        std::snprintf(buffer, sizeof buffer, "\\u%04x", static_cast<unsigned>(c));  // a lone surrogate
-        out << buffer;
-    } else if (c < 0x800) {
-        out << static_cast<char>(0xC0 | (c >> 6)) << static_cast<char>(0x80 | (c & 0x3F));
-    } else if (c < 0x10000) {
-        out << static_cast<char>(0xE0 | (c >> 12)) << static_cast<char>(0x80 | ((c >> 6) & 0x3F))
-            << static_cast<char>(0x80 | (c & 0x3F));
-    } else {
-        out << static_cast<char>(0xF0 | (c >> 18)) << static_cast<char>(0x80 | ((c >> 12) & 0x3F))
-            << static_cast<char>(0x80 | ((c >> 6) & 0x3F)) << static_cast<char>(0x80 | (c & 0x3F));
-    }
 }
 
 void enumerate(void* out, const char* className, const char* typed, bool isValue)
@@ -166,26 +124,9 @@ void* HostDoubleValue::typedInterface(const char* name)
     return kelSameName(name, IScriptValueDouble::interfaceName) ? static_cast<IScriptValueDouble*>(this) : nullptr;
 }
 
-// 17 significant digits read back as the same double; a literal without a
-// point or exponent would read back as an int.
 void HostDoubleValue::write(std::ostream& out)
 {
-    if (std::isnan(value_)) {
-        out << "float('nan')";
-        return;
-    }
-    if (std::isinf(value_)) {
-        out << (value_ < 0 ? "float('-inf')" : "float('inf')");
-        return;
-    }
-    char buffer[40];
-    std::snprintf(buffer, sizeof buffer, "%.17g", value_);
-    out << buffer;
-    bool integral = true;
-    for (const char* c = buffer; *c; ++c)
-        integral = integral && *c != '.' && *c != 'e';
-    if (integral)
-        out << ".0";
+    kelWritePythonFloat(out, value_);
 }
 
 HostStringValue::HostStringValue(const KelCString& value) : value_(value.chars()) {}
@@ -202,14 +143,10 @@ void* HostStringValue::typedInterface(const char* name)
 
 void HostStringValue::write(std::ostream& out)
 {
-    if (!value_.chars()) {
+    if (value_.chars())
+        kelWritePythonBytes(out, value_);
+    else
         out << "None";
-        return;
-    }
-    out << "b'";
-    for (const char* c = value_.chars(); *c; ++c)
-        writeEscapedByte(out, static_cast<unsigned char>(*c), '\'');
-    out << '\'';
 }
 
 HostUnicodeValue::HostUnicodeValue(const KelWideString& value)
@@ -236,15 +173,7 @@ void* HostUnicodeValue::typedInterface(const char* name)
 
 void HostUnicodeValue::write(std::ostream& out)
 {
-    const char16_t* units = value_.chars();
-    out << '\'';
-    for (int32_t i = 0, length = value_.length(); i < length; ++i) {
-        char32_t c = units[i];
-        if (c >= 0xD800 && c < 0xDC00 && i + 1 < length && units[i + 1] >= 0xDC00 && units[i + 1] < 0xE000)
-            c = 0x10000 + ((c - 0xD800) << 10) + (units[++i] - 0xDC00);
-        writeCharacter(out, c);
-    }
-    out << '\'';
+    kelWritePythonText(out, value_);
 }
 
 void HostListValue::append(IScriptValue* value)

@@ -102,6 +102,29 @@ char16_t kelNativeSeparator();
 bool kelReadWideTextFile(const char16_t* path, bool (*piece)(void* context, const char16_t* units, size_t length),
                          void* context);
 
+// Files that one run of this process makes and reads back itself (the
+// script engine's error file).
+//
+// Opens `path` (canonical wide form) never through a symbolic link, never
+// waiting on a FIFO or a device, and only when it is a regular file with one
+// name that belongs to this process's user. With `create` the file is opened
+// write-only, made when missing (owner read and write) and emptied once it
+// is known to be such a file; without, read-only. Gives a descriptor, or -1
+// with a short reason in `reason` (cut to `capacity` bytes, terminated).
+int kelOpenOwnFile(const char16_t* path, bool create, char* reason, size_t capacity);
+// Takes the lock of the directory `path` among the processes that take it the
+// same way, without waiting. Gives a handle for kelUnlockDirectory, -1 when
+// the directory cannot be opened, or -2 when another process holds the lock.
+int kelLockDirectory(const char16_t* path);
+void kelUnlockDirectory(int handle);
+// True when `path` (canonical wide form) does not depend on the current
+// directory.
+bool kelIsAbsolutePath(const char16_t* path);
+// The native path of the current directory, the bytes the file system has.
+// Writes at most `capacity` bytes including the terminator; gives the length
+// without it, 0 on failure (a result >= capacity means the text was cut).
+size_t kelCurrentDirectory(char* out, size_t capacity);
+
 // A re-entrant lock. kelCriticalSectionInit must run before any other use;
 // the section is never destroyed by this library.
 struct KelCriticalSection {

@@ -147,7 +147,11 @@ int kelPythonRunText(const char* text)
     return -1;
 }
 
-int kelPythonRunOwnText(const std::string& text)
+namespace {
+
+// Runs one of the interpreter's own texts in __main__; null with the
+// exception pending when it raised.
+PyRef evalOwnText(const std::string& text)
 {
     // Paths change seldom and the fixed texts never, so the cache stays
     // small; it is emptied when a host keeps changing its directories.
@@ -155,10 +159,8 @@ int kelPythonRunOwnText(const std::string& text)
     auto found = cache->find(text);
     if (found == cache->end()) {
         PyRef code = PyRef::steal(Py_CompileStringExFlags(text.c_str(), "<string>", Py_file_input, nullptr, -1));  // new reference
-        if (!code) {
-            printPendingError();
-            return -1;
-        }
+        if (!code)
+            return PyRef();
         if (cache->size() >= 64)
             cache->clear();
         found = cache->emplace(text, std::move(code)).first;
@@ -168,10 +170,63 @@ int kelPythonRunOwnText(const std::string& text)
     PyRef result = own && main ? PyRef::steal(PyEval_EvalCode(found->second.get(), own, own)) : PyRef();  // new reference
     if (own && main)
         publish(own, main);
-    if (result)
+    return result;
+}
+
+// UTF-8 of a str; a character without a UTF-8 form becomes its escape.
+std::string utf8Of(PyObject* text)
+{
+    PyRef bytes = text ? PyRef::steal(PyUnicode_AsEncodedString(text, "utf-8", "backslashreplace")) : PyRef();  // new reference
+    if (!bytes) {
+        PyErr_Clear();
+        return std::string();
+    }
+    return std::string(PyBytes_AS_STRING(bytes.get()), static_cast<size_t>(PyBytes_GET_SIZE(bytes.get())));
+}
+
+}  // namespace
+
+int kelPythonRunOwnText(const std::string& text)
+{
+    if (evalOwnText(text))
         return 0;
     printPendingError();
     return -1;
+}
+
+int kelPythonRunOwnTextQuietly(const std::string& text, std::string& failure)
+{
+    if (evalOwnText(text))
+        return 0;
+    PyObject* rawType = nullptr;
+    PyObject* rawValue = nullptr;
+    PyObject* rawTraceback = nullptr;
+    PyErr_Fetch(&rawType, &rawValue, &rawTraceback);
+    PyErr_NormalizeException(&rawType, &rawValue, &rawTraceback);
+    PyRef type = PyRef::steal(rawType);  // new references, all three
+    PyRef value = PyRef::steal(rawValue);
+    PyRef traceback = PyRef::steal(rawTraceback);
+    PyRef name = type ? PyRef::steal(PyObject_GetAttrString(type.get(), "__name__")) : PyRef();  // new reference
+    PyRef message = value ? PyRef::steal(PyObject_Str(value.get())) : PyRef();  // new reference
+    PyErr_Clear();
+    failure = utf8Of(name.get()) + ": " + utf8Of(message.get());
+    return -1;
+}
+
+std::string kelPythonLastTraceback()
+{
+    PyObject* type = PySys_GetObject("last_type");            // borrowed
+    PyObject* value = PySys_GetObject("last_value");          // borrowed
+    PyObject* traceback = PySys_GetObject("last_traceback");  // borrowed
+    PyRef module = type && value ? PyRef::steal(PyImport_ImportModule("traceback")) : PyRef();  // new reference
+    PyRef lines = module ? PyRef::steal(PyObject_CallMethod(module.get(), "format_exception", "OOO", type, value,
+                                                            traceback ? traceback : Py_None))
+                         : PyRef();  // new reference
+    PyRef empty = PyRef::steal(PyUnicode_FromString(""));  // new reference
+    PyRef joined = lines && empty ? PyRef::steal(PyUnicode_Join(empty.get(), lines.get())) : PyRef();  // new reference
+    if (!joined)
+        PyErr_Clear();
+    return utf8Of(joined.get());
 }
 
 bool kelPythonTakeRunFailure()
@@ -182,6 +237,26 @@ bool kelPythonTakeRunFailure()
     if (failed && PyDict_SetItemString(own, "_kelRunFailed", Py_False))
         PyErr_Clear();
     return failed;
+}
+
+int kelPythonFlushOutput()
+{
+    // As Python does for its own streams at exit: a closed stream, or a
+    // writer without flush, has nothing to flush.
+    PyObject* stream = PySys_GetObject("stdout");  // borrowed
+    if (!stream || stream == Py_None || !PyObject_HasAttrString(stream, "flush"))
+        return 0;
+    PyRef closed = PyRef::steal(PyObject_GetAttrString(stream, "closed"));  // new reference
+    if (!closed)
+        PyErr_Clear();
+    else if (PyObject_IsTrue(closed.get()) == 1)
+        return 0;
+    PyErr_Clear();
+    PyRef result = PyRef::steal(PyObject_CallMethod(stream, "flush", nullptr));  // new reference
+    if (result)
+        return 0;
+    printPendingError();
+    return -1;
 }
 
 void kelPythonFlushStdio()

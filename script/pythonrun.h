@@ -49,10 +49,24 @@ int kelPythonRunText(const char* text);
 // find it. 0 or -1 as kelPythonRunText.
 int kelPythonRunOwnText(const std::string& text);
 
+// As kelPythonRunOwnText, but an exception is not printed: its type and
+// text ("OSError: [Errno 27] File too large") go to `failure`.
+int kelPythonRunOwnTextQuietly(const std::string& text, std::string& failure);
+
+// The traceback of the last failure that a run printed, as Python prints it
+// (UTF-8, a character without a UTF-8 form as its escape); empty when there
+// is none.
+std::string kelPythonLastTraceback();
+
 // True when something during the run failed the script without an exception
 // reaching its top level (an unraisable SystemExit, a failed unraisable
 // hook); the mark is cleared.
 bool kelPythonTakeRunFailure();
+
+// Flushes the script's sys.stdout while the run's sys.stderr is still in
+// place: output that cannot be written (a closed pipe, a full disk) fails
+// the run like any other error. 0, or -1 with the traceback printed.
+int kelPythonFlushOutput();
 
 // Flushes Python's own standard streams, so that what a run printed is out
 // before the host writes anything of its own.

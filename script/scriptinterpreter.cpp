@@ -3,6 +3,7 @@
 #include "script/scriptinterpreter.h"
 
 #include <ostream>
+#include <string>
 
 #include "core/kelassert.h"
 #include "kel/interfacenamelist.h"
@@ -13,11 +14,19 @@ namespace {
 
 const char kSourceFile[] = ".\\scriptinterpreter";
 
-// Joins the pieces of a file read into one text: a line longer than a piece
-// arrives in several pieces and is joined with nothing between them.
+// Joins the pieces of a file read into one text, which grows by doubling so
+// that a file of many short lines costs its length and not its square. A
+// zero unit, which would end the text early and run only a part of the
+// script, becomes U+FFFD like any other character the text cannot carry.
 bool appendPiece(void* context, const char16_t* units, size_t length)
 {
-    static_cast<KelWideString*>(context)->append(KelWideString(units, kelBorrow));
+    auto* text = static_cast<std::u16string*>(context);
+    size_t start = text->size();
+    text->append(units, length);
+    for (size_t i = start; i < text->size(); ++i) {
+        if ((*text)[i] == 0)
+            (*text)[i] = 0xfffd;
+    }
     return true;
 }
 
@@ -81,11 +90,11 @@ int32_t ScriptInterpreter::runFile(const KelWideString& path)
         return 0;
     // The platform read drops a byte order mark and turns CR LF into LF; a
     // read error ends the text like the end of the file.
-    KelWideString text;
+    std::u16string text;
     kelReadWideTextFile(path.chars(), appendPiece, &text);
-    if (text.isEmpty())
+    if (text.empty())
         return 0;
-    return runString(text);
+    return runString(KelWideString(text.c_str(), kelBorrow));
 }
 
 bool ScriptInterpreter::writeScript(std::ostream& out, IScript* script)

@@ -17,6 +17,7 @@
 #include "script/commandbridge.h"
 #include "script/pyref.h"
 #include "script/pythonrun.h"
+#include "text/pythonliteral.h"
 #include "text/utf16text.h"
 
 ScriptInterpreterPython* ScriptInterpreterPython::instance_ = nullptr;
@@ -137,6 +138,21 @@ T* queryValue(IScriptValue* value)
     void* out = nullptr;
     value->queryInterface(T::interfaceName, &out, true);
     return static_cast<T*>(out);
+}
+
+// A command or keyword name that can be written as it is: a plain name that
+// is not one of Python's reserved words.
+bool isPlainName(const char* name)
+{
+    if (!kelIsPlainPythonName(name))
+        return false;
+    KelObjectArray<KelCString> keywords;
+    getPythonKeywords(keywords);
+    for (int32_t i = 1; i <= keywords.count; ++i) {
+        if (keywords[i].equals(name))
+            return false;
+    }
+    return true;
 }
 
 }  // namespace
@@ -271,30 +287,122 @@ void ScriptInterpreterPython::runStartup(const std::string& importText)
     startupDone = true;
 }
 
+bool ScriptInterpreterPython::writeCommand(std::ostream& out, IScriptCommand* cmd, IScriptActualArgList* argList)
+{
+    if (!cmd || !argList)
+        return ScriptInterpreter::writeCommand(out, cmd, argList);  // asserts
+    const char* name = cmd->name().chars();
+    out << modulePrefix.chars();
+    if (isPlainName(name)) {
+        out << '.' << name;
+    } else {
+        out << ".__dict__[";
+        kelWritePythonText(out, kelUnitsOfUtf8(name ? name : "", KelBadByte::keep));
+        out << ']';
+    }
+    out << '(';
+    // Python takes no positional argument behind a keyword one, so the
+    // positional ones go first; a call of either kind keeps its order.
+    bool result = true;
+    bool first = true;
+    uint32_t count = argList->count();
+    for (bool named : {false, true}) {
+        for (uint32_t i = 0; i < count; ++i) {
+            IScriptActualArg* arg = argList->item(i);
+            if (!arg || (arg->name().chars() != nullptr) != named)
+                continue;
+            if (!first)
+                out << ", ";
+            first = false;
+            result = writeArgument(out, arg) && result;
+        }
+    }
+    out << ')' << statementEnd.chars();
+    return result;
+}
+
+// A keyword argument whose name is not a plain name goes in as a one-entry
+// mapping, so that no name can end the call early.
+bool ScriptInterpreterPython::writeArgument(std::ostream& out, IScriptActualArg* arg)
+{
+    const char* name = arg->name().chars();
+    if (!name)
+        return writeValue(out, arg->value());
+    bool plain = isPlainName(name);
+    if (plain) {
+        out << name << '=';
+    } else {
+        out << "**{";
+        kelWritePythonText(out, kelUnitsOfUtf8(name, KelBadByte::keep));
+        out << ": ";
+    }
+    bool result = writeValue(out, arg->value());
+    if (!plain)
+        out << '}';
+    return result;
+}
+
 bool ScriptInterpreterPython::writeValue(std::ostream& out, IScriptValue* val)
 {
-    if (!val)
-        return false;
+    return writeValueAt(out, val, 0);
+}
+
+// Every value of the six types is written here, lists element by element, so
+// that what a recording holds is always a literal of the value.
+bool ScriptInterpreterPython::writeValueAt(std::ostream& out, IScriptValue* val, int depth)
+{
+    if (!val || !scriptFactory)
+        return val ? ScriptInterpreter::writeValue(out, val) : false;
     ScriptTypeToken type = val->type();
-    if (scriptFactory && scriptFactory->isBool(type)) {
+    if (scriptFactory->isBool(type)) {
         auto* bv = queryValue<IScriptValueBool>(val);
-        if (!bv)
-            return false;
-        out << (bv->getValue() ? "True" : "False");
-        return true;
+        out << (bv && bv->getValue() ? "True" : "False");
+        return bv != nullptr;
     }
-    if (scriptFactory && scriptFactory->isUnicodeString(type)) {
+    if (scriptFactory->isInt(type)) {
+        auto* iv = queryValue<IScriptValueInt>(val);
+        out << std::to_string(iv ? iv->getValue() : 0);  // whatever locale the stream has
+        return iv != nullptr;
+    }
+    if (scriptFactory->isDouble(type)) {
+        auto* dv = queryValue<IScriptValueDouble>(val);
+        kelWritePythonFloat(out, dv ? dv->getValue() : 0.0);
+        return dv != nullptr;
+    }
+    if (scriptFactory->isString(type)) {
+        auto* sv = queryValue<IScriptValueString>(val);
+        kelWritePythonBytes(out, sv ? sv->getValue() : KelCString());
+        return sv != nullptr;
+    }
+    if (scriptFactory->isUnicodeString(type)) {
         auto* usv = queryValue<IScriptValueUnicodeString>(val);
-        if (!usv)
-            return false;
-        KelWideString text = usv->getValue();
-        text.replaceAll(KelWideString(u"\\", kelBorrow), KelWideString(u"\\\\", kelBorrow));
-        // Proper UTF-8 (pairs as one character) so that Python reads every
-        // character back; a lone surrogate goes in as its \u escape.
-        out << "u'" << kelUtf8OfUnits(text.chars(), KelLoneSurrogate::escape) << "'";
-        return true;
+        kelWritePythonText(out, usv ? usv->getValue() : KelWideString());
+        return usv != nullptr;
     }
+    if (scriptFactory->isList(type))
+        return writeList(out, queryValue<IScriptValueList>(val), depth);
     return ScriptInterpreter::writeValue(out, val);
+}
+
+bool ScriptInterpreterPython::writeList(std::ostream& out, IScriptValueList* list, int depth)
+{
+    // Python's parser refuses brackets nested 200 deep, and a list that holds
+    // itself has no end: deeper than this, a list is written empty.
+    const int kDeepest = 150;
+    out << '[';
+    bool result = list && depth < kDeepest;
+    uint32_t count = result ? list->count() : 0;
+    for (uint32_t i = 0; i < count; ++i) {
+        if (i)
+            out << ", ";
+        IScriptValue* item = list->item(i);
+        if (item)
+            result = writeValueAt(out, item, depth + 1) && result;
+        else
+            result = (out << "None", false);
+    }
+    out << ']';
+    return result;
 }
 
 bool ScriptInterpreterPython::writeScript(std::ostream& out, IScript* script)

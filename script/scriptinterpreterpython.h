@@ -14,8 +14,9 @@
 #include <iosfwd>
 #include <string>
 
-#include "memory/kelpath.h"
 #include "script/scriptinterpreter.h"
+
+class ScriptErrorFile;
 
 // True when the host's setting `key` is on: getBool of IDataStore gives 1.
 bool kelSettingOn(const char* key);
@@ -46,7 +47,9 @@ public:
     int32_t runString(const KelWideString& text) override;
     bool writeScript(std::ostream& out, IScript* script) override;
 
-    // ScriptInterpreter
+    // ScriptInterpreter: every string literal reads back as the same value,
+    // and keyword arguments are written as keywords.
+    bool writeCommand(std::ostream& out, IScriptCommand* cmd, IScriptActualArgList* argList) override;
     bool writeValue(std::ostream& out, IScriptValue* val) override;
 
     // IScriptInterpreterV2
@@ -63,10 +66,12 @@ public:
 private:
     void createModule(const std::string& importText);
     void runStartup(const std::string& importText);
-    // The error file's path, its removal and the report of a failed run.
-    KelPath errorFilePath() const;
-    void reportFailure(const KelPath& errorFile);
-    void restoreStreams(bool console, int32_t result, const KelPath& errorFile);
+    // The streams put back after a run (in file mode with the error file,
+    // which `installed` says was sys.stderr) and a failure reported.
+    void restoreStreams(int32_t result, ScriptErrorFile* errorFile, bool installed);
+    bool writeArgument(std::ostream& out, IScriptActualArg* arg);
+    bool writeValueAt(std::ostream& out, IScriptValue* val, int depth);
+    bool writeList(std::ostream& out, IScriptValueList* list, int depth);
 
     bool startupDone = false;
     bool moduleCreated = false;

@@ -6,19 +6,18 @@
 //                 "Python/Output String" and "Python/Error String" while the
 //                 script runs;
 //   file mode     sys.stderr is the error file "python_script_errors.log" in
-//                 the host's "macros" directory; after a failed run its text
-//                 goes to the user through IScriptEngine, once, and the file
-//                 is removed.
+//                 the host's "macros" directory (see scripterrorfile.h);
+//                 after a failed run its text goes to the user through
+//                 IScriptEngine, once, and the file is removed.
 // Either way the streams are sys.__stdout__ and sys.__stderr__ again after the
 // run. Paths reach Python as escaped literals, never as raw text.
-#include <ios>
-#include <iterator>
+#include <optional>
 #include <string>
 
-#include "kel/hostservices.h"
-#include "memory/kelfdstreambuf.h"
-#include "memory/keltranslator.h"
+#include "platform/platform.h"
+#include "script/commandbridge.h"
 #include "script/pythonrun.h"
+#include "script/scripterrorfile.h"
 #include "script/scriptinterpreterpython.h"
 #include "text/utf16text.h"
 
@@ -54,55 +53,47 @@ void run(const std::string& text)
     kelPythonRunOwnText(text);
 }
 
-bool fileExists(const KelWideString& path)
+// Makes the error file, opened anew and empty, Python's sys.stderr; false
+// when it cannot be opened, and sys.stderr stays as it was.
+bool installErrorFile(ScriptErrorFile& errorFile, const char* before)
 {
-    KelIfstream in(path);
-    return in.isOpen();
+    int fd = errorFile.open();
+    if (fd < 0)
+        return false;
+    std::string text = std::string(before) + "fsock_err = open(" + std::to_string(fd) +
+                       ", 'w', errors='backslashreplace')\nsys.stderr = fsock_err\n";
+    if (kelPythonRunOwnText(text) == 0)
+        return true;
+    kelClose(fd);  // Python did not take it
+    return false;
 }
 
 }  // namespace
 
-KelPath ScriptInterpreterPython::errorFilePath() const
-{
-    KelPath path(kelDirectory("macros"));
-    path.append("python_script_errors.log");
-    return path;
-}
-
-// The error file holds what Python wrote, UTF-8; a byte that is not valid
-// UTF-8 is kept as a unit of its own value. A script can write gigabytes
-// there: the message shows the head of the file, which is the most a user
-// reads and always fits the host's strings.
-void ScriptInterpreterPython::reportFailure(const KelPath& errorFile)
-{
-    const std::streamsize kShownBytes = 1 << 20;
-    KelIfstream in(errorFile.forOpen());
-    if (!in.isOpen())
-        return;
-    std::string bytes(static_cast<size_t>(kShownBytes), '\0');
-    in.read(bytes.data(), kShownBytes);
-    bytes.resize(static_cast<size_t>(in.gcount()));
-    if (in.peek() != std::char_traits<char>::eof())
-        bytes += "\n...";
-    KelWideString text = kelUnitsOfUtf8(bytes, KelBadByte::keep);
-    if (text.isEmpty())
-        return;
-    SPtr<IScriptEngine> engine;
-    if (!engine)
-        return;
-    KelWideString message;
-    kelTranslate(&message, "Python interpreter error:\n%1", &text);
-    engine->reportError(message, 0);
-}
-
 // Puts the streams back after a run and, outside the console, hands a
-// failed run's error file to the host.
-void ScriptInterpreterPython::restoreStreams(bool console, int32_t result, const KelPath& errorFile)
+// failed run's error text to the host. When the file could not take the
+// text (a full disk, a file size limit), its close fails: the traceback then
+// comes from memory, with the reason, so that the user still sees it.
+void ScriptInterpreterPython::restoreStreams(int32_t result, ScriptErrorFile* errorFile, bool installed)
 {
-    run(console ? kRestoreBothText : kRestoreErrorText);
+    if (!errorFile) {
+        run(kRestoreBothText);
+        kelPythonFlushStdio();
+        return;
+    }
+    std::string closeFailure;
+    if (installed)
+        kelPythonRunOwnTextQuietly(kRestoreErrorText, closeFailure);
+    else
+        run("sys.stderr = sys.__stderr__\n");
     kelPythonFlushStdio();
-    if (!console && result < 0)
-        reportFailure(errorFile);
+    if (result >= 0)
+        return;
+    std::string text = errorFile->read();
+    if (!closeFailure.empty())
+        text = kelPythonLastTraceback() + "(the error file could not take this text: " + closeFailure + ")\n";
+    if (!text.empty())
+        reportToUser("Python interpreter error:\n%1", text);
 }
 
 int32_t ScriptInterpreterPython::runFile(const KelWideString& path)
@@ -112,16 +103,17 @@ int32_t ScriptInterpreterPython::runFile(const KelWideString& path)
     if (!kelPythonUsable())
         return -1;
     bindCommands(commands);
-    KelPath errorFile = errorFilePath();
-    std::string errorLiteral = kelPythonPathLiteral(errorFile.forOpen());
     bool console = kelSettingOn("Scripting/ShowScriptingConsole");
+    std::optional<ScriptErrorFile> errorFile;
+    bool installed = false;
     if (console) {
-        run("errFileName = " + errorLiteral);
+        run("errFileName = " + kelPythonPathLiteral(ScriptErrorFile::currentPath().forOpen()));
         run(kConsoleRunText);
         kelGiveTextStreamMethods();
     } else {
-        run("errFileName = u" + errorLiteral);
-        run("import sys\nfsock_err = open(errFileName, 'w', errors='backslashreplace')\nsys.stderr = fsock_err\n");
+        errorFile.emplace();
+        run("errFileName = u" + kelPythonPathLiteral(errorFile->path().forOpen()));
+        installed = installErrorFile(*errorFile, "import sys\n");
     }
     int32_t result = kelPythonRunOwnText(kExitOverrideText);
     try {
@@ -129,20 +121,18 @@ int32_t ScriptInterpreterPython::runFile(const KelWideString& path)
             int status = 0;
             kelPythonTakeRunFailure();  // what an earlier run left
             if (kelPythonRunFile(path, &status))
-                result = kelPythonTakeRunFailure() ? -1 : status;
+                result = kelPythonTakeRunFailure() || kelPythonFlushOutput() != 0 ? -1 : status;
         } else {
             result = ScriptInterpreter::runFile(path);
         }
     } catch (...) {
         // A host exception ends the script; the streams are restored below.
     }
-    restoreStreams(console, result, errorFile);
-    if (console)  // no error file was opened
-        return result;
-    // The nested runString has normally removed the file already; removing
-    // it again would only print a FileNotFoundError after every script.
-    if (fileExists(errorFile.forOpen()))
-        run("os.remove(" + errorLiteral + ")");
+    // The nested runString has normally read back and removed the file
+    // already; what is left here then is nothing.
+    restoreStreams(result, errorFile ? &*errorFile : nullptr, installed);
+    if (errorFile)
+        errorFile->remove();
     return result;
 }
 
@@ -152,14 +142,15 @@ int32_t ScriptInterpreterPython::runString(const KelWideString& text)
         return 0;
     if (!kelPythonUsable())
         return -1;
-    KelPath errorFile = errorFilePath();
-    std::string errorLiteral = kelPythonPathLiteral(errorFile.forOpen());
     bool console = kelSettingOn("Scripting/ShowScriptingConsole");
+    std::optional<ScriptErrorFile> errorFile;
+    bool installed = false;
     if (console) {
         run("sys.stdout = OutputOverride()\nsys.stderr = ErrorOverride()\n");
     } else {
-        run("errFileName = " + errorLiteral);
-        run("fsock_err = open(errFileName, 'w', errors='backslashreplace')\nsys.stderr = fsock_err\n");
+        errorFile.emplace();
+        run("errFileName = " + kelPythonPathLiteral(errorFile->path().forOpen()));
+        installed = installErrorFile(*errorFile, "");
     }
     int32_t result = -1;
     kelPythonTakeRunFailure();  // what an earlier run left
@@ -168,12 +159,11 @@ int32_t ScriptInterpreterPython::runString(const KelWideString& text)
     } catch (...) {
         result = -1;
     }
-    if (kelPythonTakeRunFailure())
+    if (kelPythonTakeRunFailure() || kelPythonFlushOutput() != 0)
         result = -1;
-    restoreStreams(console, result, errorFile);
-    if (console)  // no error file was opened
-        return result;
-    run("os.remove(" + errorLiteral + ")");
+    restoreStreams(result, errorFile ? &*errorFile : nullptr, installed);
+    if (errorFile)
+        errorFile->remove();
     return result;
 }
 

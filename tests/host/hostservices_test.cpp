@@ -17,6 +17,7 @@
 #include "host/hoststrsupport.h"
 #include "host/hosttranslator.h"
 #include "host/kelhost_app.h"
+#include "host/scriptcommands.h"
 #include "kel/componentid.h"
 #include "kel/hostservices.h"
 #include "kel/iptr.h"
@@ -120,9 +121,17 @@ TEST(KelHostTest, StartsTheComponentWithTheHostsServicesAndReportsWhatGoesWrong)
     KelHostOptions options;
     options.component = KEL_COMPONENT_PATH;
     options.macrosDir = macros.path();
+    options.logsDir = macros.file("logs");
+    options.tempDir = macros.file("temp");
     options.settings["Memory/UseErrorService"] = "1";
     KelHost host(options);
     EXPECT_EQ(host.directories().directory("macros"), macros.path());
+    // The component reads these two from the data store.
+    for (const char* name : {"logs", "temp"}) {
+        std::string key = std::string("Directories/") + (name[0] == 'l' ? "Logs" : "Temp") + " Directory";
+        EXPECT_EQ(host.directories().directory(name), macros.file(name));
+        EXPECT_EQ(std::string(host.dataStore().getString(key.c_str(), 0).utf8()), macros.file(name));
+    }
     EXPECT_EQ(host.directories().directory("exe"), host.componentPath().substr(0, host.componentPath().rfind('/')));
     EXPECT_EQ(host.dataStore().getBool("Memory/UseErrorService", 0), 1);
     ASSERT_TRUE(host.start()) << host.error();
@@ -157,5 +166,27 @@ TEST(KelHostTest, StartsTheComponentWithTheHostsServicesAndReportsWhatGoesWrong)
     EXPECT_EQ(errorOut.str(), "error: disk \xc3\xa9\n");
     EXPECT_EQ(host.errors().reports()[0].level, 3);
     EXPECT_EQ(host.errors().reports()[0].context, "ctx");
+}
+TEST(HostReportingTest, EachServiceKeepsOnlyTheLatestReports)
+{
+    IPtr<HostScriptEngine> engine(new HostScriptEngine);
+    engine->quiet = true;
+    HostErrorService errors;
+    errors.setStream(nullptr);
+    HostAssertHandler asserts;
+    asserts.setStream(nullptr);
+    for (int i = 0; i < 1000; ++i) {
+        engine->reportError(KelWideString(std::to_string(i).c_str()), 0);
+        errors.reportError(KelWideString(std::to_string(i).c_str()), nullptr, KelCString());
+        asserts.handleAssert("x", "f", i);
+    }
+    const std::string first = std::to_string(1000 - kHostKeptReports);
+    ASSERT_EQ(engine->messages().size(), kHostKeptReports);
+    EXPECT_EQ(engine->messages().front(), first);
+    EXPECT_EQ(engine->messages().back(), "999");
+    ASSERT_EQ(errors.reports().size(), kHostKeptReports);
+    EXPECT_EQ(errors.reports().front().message, first);
+    ASSERT_EQ(asserts.failures().size(), kHostKeptReports);
+    EXPECT_EQ(asserts.failures().back().line, 999);
 }
 }  // namespace

@@ -42,11 +42,26 @@ TEST_F(KelhostRunTest, StatusZeroWithArgumentsAndTwoForAMissingFile)
     EXPECT_EQ(ok.out, "args ['one', 'two words']\n");
     EXPECT_EQ(ok.err, "");
 
-    std::string missing = dir.file("no such.py");
-    KelhostRun absent = kelhost("run " + shellQuote(missing));
-    EXPECT_EQ(absent.status, 2);
-    EXPECT_EQ(absent.err, "kelhost: script file not found: " + missing + "\n");
+    // Only what can be read runs; anything else names the path and why.
+    const struct {
+        std::string path;
+        const char* reason;
+    } unreadable[] = {{dir.file("no such.py"), "No such file or directory"},
+                      {dir.path(), "it is a directory"},
+                      {dir.file("ok.py/inside.py"), "Not a directory"}};
+    for (const auto& c : unreadable) {
+        KelhostRun run = kelhost("run " + shellQuote(c.path));
+        EXPECT_EQ(run.status, 2) << c.path;
+        EXPECT_EQ(run.err, "kelhost: cannot read the script file " + c.path + ": " + c.reason + "\n");
+    }
     EXPECT_FALSE(fs::exists(dir.file("python_script_errors.log")));
+    // Any name runs, and a pipe runs like a file.
+    KelhostRun odd = kelhost("run " + shellQuote(write("it's \"odd\"\nn\xc3\xa4me $x.py", "print('odd')\n")));
+    EXPECT_EQ(odd.status, 0) << odd.err;
+    EXPECT_EQ(odd.out, "odd\n");
+    KelhostRun piped = kelhost("run /dev/stdin", "print('piped')\n");
+    EXPECT_EQ(piped.status, 0) << piped.err;
+    EXPECT_EQ(piped.out, "piped\n");
 }
 
 TEST_F(KelhostRunTest, FailuresAndExitsEndOnlyTheScriptWithStatusOne)
@@ -145,18 +160,36 @@ TEST_F(KelhostRunTest, ConsoleModeShowsOutputAndErrorsLive)
     EXPECT_EQ(run.err.find("Python interpreter error"), std::string::npos) << run.err;
 }
 
-TEST_F(KelhostRunTest, RecordThenReplay)
+TEST_F(KelhostRunTest, ARecordingReplaysToItselfAndRunsNothingElse)
 {
-    std::string original = "kel.echo('h\xc3\xa9 \xf0\x9f\x98\x80')\nfor i in range(2):\n    kel.add(i, 2.5)\n";
-    std::string recorded = dir.file("recorded.py"), again = dir.file("again.py");
-    KelhostRun record = kelhost("run --record " + shellQuote(recorded) + " " + shellQuote(write("orig.py", original)));
+    // Each row is one call; the replay must make the same calls with the same
+    // values and types, which the second recording shows, and nothing else.
+    const char* calls[] = {
+        "kel.echo(\"x'); import os; os.system('touch pwned'); ('\")",
+        "kel.echo('quote \" and \\' and \\\\ and \\n\\r\\t\\x00\\x7f\\x85 end')",
+        "kel.echo(b'bytes \\x80\\xff \"\\'\\\\\\n\\x00cut', b'')",
+        "kel.echo('lone \\udc80 \\ud800 pair \\U0001f600 h\\u00e9 \\u2028')",
+        "kel.echo(1e308, -5e-324, 0.1, -0.0, 1e22, float('inf'), float('nan'), 2**31 - 1, True)",
+        "kel.echo([1, [b'\\xfe', ['deep\\n', []]], False])",
+        "kel.add(b=2, a=40)",
+        "kel.listOf(**{\"x'); import os; os.system('touch pwned'); ('\": 'v', 'not a name': 1, 'if': 2})",
+    };
+    std::string original;
+    for (const char* call : calls)
+        original += std::string(call) + "\n";
+    std::string first = dir.file("first.py"), second = dir.file("second.py");
+    KelhostRun record = kelhost("run --record " + shellQuote(first) + " " + shellQuote(write("orig.py", original)));
     EXPECT_EQ(record.status, 0) << record.err;
-    EXPECT_EQ(readFile(recorded),
-              "# -*- coding: utf-8 -*-\nkel.echo(u'h\xc3\xa9 \xf0\x9f\x98\x80')\nkel.add(0, 2.5)\nkel.add(1, 2.5)\n");
-    // Replaying the recording executes the same commands again.
-    KelhostRun replay = kelhost("run --record " + shellQuote(again) + " " + shellQuote(recorded));
+    KelhostRun replay = kelhost("run --record " + shellQuote(second) + " " + shellQuote(first));
     EXPECT_EQ(replay.status, 0) << replay.err;
-    EXPECT_EQ(readFile(again), readFile(recorded));
+    EXPECT_EQ(replay.err, "");
+    EXPECT_EQ(readFile(second), readFile(first));
+    EXPECT_FALSE(fs::exists("pwned"));
+    // A few rows in full: keywords stay keywords, bytes stay bytes.
+    std::string text = readFile(first);
+    for (const char* line : {"kel.add(b=2, a=40)\n", "kel.echo(b'bytes \\x80\\xff \"\\'\\\\\\n', b'')",
+                             "kel.echo(1e+308, -5e-324, 0.1, -0.0, 1e+22, 1e999, (1e999-1e999), 2147483647, True)\n"})
+        EXPECT_NE(text.find(line), std::string::npos) << line << " in\n" << text;
 }
 
 TEST_F(KelhostRunTest, TheInteractiveConsoleRunsEachStatement)

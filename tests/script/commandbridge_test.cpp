@@ -136,7 +136,7 @@ TEST_F(CommandBridge, RecordingKeepsEveryExecutedCallWithItsArguments)
     EXPECT_EQ(pyEval("kel.nop()"), "None");
     std::ostringstream text;
     scriptTestHost().interpreter->writeScript(text, script.get());
-    ASSERT_EQ(text.str(), "kel.echo(1)\nkel.add(1, 2)\nkel.fail()\n");  // the bad argument never reached the host
+    ASSERT_EQ(text.str(), "kel.echo(1)\nkel.add(a=1, b=2)\nkel.fail()\n");  // the bad argument never reached the host
     EXPECT_STREQ(script->arguments(1)->item(1)->name().chars(), "b");
 }
 

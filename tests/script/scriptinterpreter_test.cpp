@@ -2,6 +2,7 @@
 // interface names are listed with the other classes of the component).
 #include <gtest/gtest.h>
 
+#include <locale>
 #include <sstream>
 
 #include "host/scriptcommands.h"
@@ -99,29 +100,75 @@ TEST_F(ScriptTextTest, WritesOneKelStatementPerCallAndCodingLineForUnicode)
     EXPECT_EQ(text(), "");
     call("version", {});
     call("add", {f.makeInt(-7), f.makeDouble(2.5), f.makeBool(true), f.makeBool(false)});
-    call("concat", {f.makeString(KelCString("a\\\\b \"q\"")), f.makeString(KelCString(""))});
     IScriptValue* list = f.makeList();
     kelQuery<IScriptValueList>(list)->append(unicode(u"in list"));
     call("listOf", {list});
-    // No top-level Unicode argument: no coding line; a byte string keeps
-    // its quotes unescaped and only its backslashes doubled.
-    EXPECT_EQ(text(),
-              "kel.version()\n"
-              "kel.add(-7, 2.5, True, False)\n"
-              "kel.concat(\"a\\\\\\\\b \"q\"\", \"\")\n"
-              "kel.listOf(['in list'])\n");
-
-    // Unicode arguments bring the coding line and keep every character.
+    // No top-level Unicode argument: no coding line.
+    EXPECT_EQ(text(), "kel.version()\nkel.add(-7, 2.5, True, False)\nkel.listOf([u'in list'])\n");
     script = new HostScript;
-    call("echo", {unicode(u"it's \\ h\u00e9 \U0001F600")});
-    call("echo", {unicode(u"")});
-    call("echo", {unicode(u"lone \xDC00!")});
+    call("echo", {unicode(u"h\u00e9")});
+    EXPECT_EQ(text(), "# -*- coding: utf-8 -*-\nkel.echo(u'h\xc3\xa9')\n");
+}
+
+TEST_F(ScriptTextTest, EveryLiteralReadsBackAsTheSameValue)
+{
+    IScriptValue* nested = f.makeList();
+    IScriptValue* inner = f.makeList();
+    kelQuery<IScriptValueList>(inner)->append(f.makeString(KelCString("")));
+    kelQuery<IScriptValueList>(nested)->append(inner);
+    kelQuery<IScriptValueList>(nested)->append(f.makeDouble(-0.0));
+    const struct {
+        IScriptValue* value;
+        const char* literal;
+        const char* readBack;  // ascii() of what Python reads
+    } cases[] = {
+        {unicode(u"x'); import os; ('"), R"(u'x\'); import os; (\'')", R"("x'); import os; ('")"},
+        {unicode(u"a\nb\r\t\\ \x01\x7f\x85 \u00e9\U0001F600"), "u'a\\nb\\r\\t\\\\ \\x01\\x7f\\x85 \xc3\xa9\xf0\x9f\x98\x80'",
+         R"('a\nb\r\t\\ \x01\x7f\x85 \xe9\U0001f600')"},
+        {unicode(u"lone \xDC00 \xD800!"), R"(u'lone \udc00 \ud800!')", R"('lone \udc00 \ud800!')"},
+        {f.makeString(KelCString("q\"'\\\n\x80\xff")), R"(b'q"\'\\\n\x80\xff')", R"(b'q"\'\\\n\x80\xff')"},
+        {f.makeDouble(1e300), "1e+300", "1e+300"},
+        {f.makeDouble(5e-324), "5e-324", "5e-324"},
+        {f.makeDouble(0.1), "0.1", "0.1"},
+        {f.makeDouble(1e22), "1e+22", "1e+22"},
+        {f.makeDouble(3), "3.0", "3.0"},
+        {f.makeDouble(-1.0 / 0.0), "-1e999", "-inf"},
+        {f.makeDouble(0.0 / 0.0), "(1e999-1e999)", "nan"},
+        {f.makeInt(-2147483647 - 1), "-2147483648", "-2147483648"},
+        {nested, "[[b''], -0.0]", "[[b''], -0.0]"},
+    };
+    // A locale that groups digits must not reach the literals.
+    struct Grouping : std::numpunct<char> {
+        char do_thousands_sep() const override { return ','; }
+        std::string do_grouping() const override { return "\3"; }
+    };
+    for (const auto& c : cases) {
+        std::ostringstream out;
+        out.imbue(std::locale(std::locale::classic(), new Grouping));
+        IPtr<IScriptValue> held(c.value);
+        EXPECT_TRUE(scriptTestHost().interpreter->writeValue(out, c.value));
+        EXPECT_EQ(out.str(), c.literal);
+        EXPECT_EQ(pyEval(out.str()), c.readBack) << out.str();
+    }
+}
+
+TEST_F(ScriptTextTest, KeywordsStayKeywordsAndNoNameRunsAsCode)
+{
+    IScriptActualArgList* named = f.createArgList(true);
+    named->addNamed(KelCString("b"), f.makeInt(2));
+    named->addNamed(KelCString("x'); import os; ('"), f.makeInt(3));
+    named->addNamed(KelCString("class"), f.makeInt(4));
+    named->addNamed(KelCString(""), f.makeInt(5));
+    script->append(scriptTestHost().commands->find(KelCString("concat")), named);
+    IScriptActualArgList* mixed = f.createArgList(true);
+    mixed->addNamed(KelCString("a"), f.makeInt(1));
+    mixed->add(f.makeInt(0));
+    script->append(scriptTestHost().commands->find(KelCString("echo")), mixed);
+    script->append(new HostCommand("print('x') or kel.f", nullptr, ""), f.createArgList(false));
     EXPECT_EQ(text(),
-              "# -*- coding: utf-8 -*-\n"
-              "kel.echo(u'it's \\\\ h\xc3\xa9 \xf0\x9f\x98\x80')\n"
-              "kel.echo(u'')\n"
-              "kel.echo(u'lone \\udc00!')\n");
-    EXPECT_EQ(pyEval("u'lone \\udc00!' == 'lone ' + chr(0xdc00) + '!'"), "True");
+              "kel.concat(b=2, **{u'x\\'); import os; (\\'': 3}, **{u'class': 4}, **{u'': 5})\n"
+              "kel.echo(0, a=1)\n"
+              "kel.__dict__[u'print(\\'x\\') or kel.f']()\n");
 }
 
 }  // namespace

@@ -64,6 +64,9 @@ TEST_F(ScriptRunTest, FileModeReportsEachFailureOnceAndRemovesTheErrorFile)
     EXPECT_EQ(pyEval("(sys.stdout is sys.__stdout__, sys.stderr is sys.__stderr__, y)"), "(True, True, 1)");
     EXPECT_EQ(runFile(script("syntax.py", "def f(:\n")), -1);
     expectOneMessage("SyntaxError");
+    // A zero byte runs no part of the script.
+    EXPECT_EQ(runFile(script("zero.py", std::string("y = 2\n\0y = 3\n", 13))), -1);
+    expectOneMessage("SyntaxError: invalid character");
     EXPECT_EQ(runString(u"sys.exit()"), -1);  // ends the script only
     expectOneMessage("Exception: Script exited.\n");
 
