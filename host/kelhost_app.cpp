@@ -178,12 +178,18 @@ IKelUnknown* KelHost::createClass(const KelID& id, uint32_t* kind)
     return made ? object : nullptr;
 }
 
+// An installed kit has no python.so beside kelhost; the folder it has one in
+// is given relative to kelhost's own, so the installed tree can move.
 std::string kelHostDefaultComponentPath()
 {
     char self[4096];
     if (!kelExecutablePath(self, sizeof self))
         return "python.so";
-    return (fs::path(self).parent_path() / "python.so").string();
+    fs::path folder = fs::path(self).parent_path();
+    std::error_code ignored;
+    if (fs::exists(folder / "python.so", ignored))
+        return (folder / "python.so").string();
+    return (folder / KEL_INSTALLED_COMPONENT_DIR / "python.so").lexically_normal().string();
 }
 
 std::string kelHostFormatId(const KelID& id)

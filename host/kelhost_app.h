@@ -119,7 +119,8 @@ private:
     IKelServiceProvider* previousProvider_;
 };
 
-// python.so in the folder of the running program.
+// python.so in the folder of the running program (the build tree), else in
+// the installed kit's component folder relative to it (bin/../lib/kel).
 std::string kelHostDefaultComponentPath();
 
 // "kelhost-<user id>" in `temp`, made when missing: a directory that only

@@ -8,6 +8,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   libcli11-dev libreadline-dev
   libjemalloc-dev libmimalloc-dev
+  dpkg-dev file lintian pkgconf
 )
 missing=()
 for p in "${packages[@]}"; do

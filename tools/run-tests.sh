@@ -20,6 +20,11 @@ cmake --build "$root/normal" -j "$jobs"
 step "normal tests"
 ctest --test-dir "$root/normal" --output-on-failure -j "$jobs"
 
+step "integrator's kit"
+# Installed and packaged from the normal build; no build of its own but the
+# minimal host's.
+"$here/tools/check-kit.sh" "$root/normal"
+
 step "sanitizer build"
 # This build also takes the UTF-8 codec's portable road, so both roads are tested.
 cmake -S "$here" -B "$root/asan" -G Ninja -DCMAKE_BUILD_TYPE=Debug -DKEL_SANITIZE=ON -DKEL_UTF8_SCALAR=ON
