@@ -111,6 +111,25 @@ TEST_F(KelhostRunTest, CharactersBeyondTheBasicPlaneRoundTrip)
     }
 }
 
+TEST_F(KelhostRunTest, BrokenUtf8ReadsTheSameFromAFileAndFromTheCommandLine)
+{
+    // Each byte outside valid UTF-8 is one U+FFFD, whichever road the text takes.
+    const struct {
+        const char* bytes;
+        const char* shown;
+    } cases[] = {{"\xe2\x82", "'\\ufffd\\ufffd'\n"},
+                 {"\xed\xa0\x80", "'\\ufffd\\ufffd\\ufffd'\n"},
+                 {"a\xff" "b", "'a\\ufffdb'\n"},
+                 {"\xf0\x9f\x98\x80", "'\\U0001f600'\n"}};
+    for (const auto& c : cases) {
+        std::string text = std::string("print(ascii('") + c.bytes + "'))\n";
+        KelhostRun run = kelhost("run " + shellQuote(write("broken.py", text)));
+        KelhostRun exec = kelhost("exec " + shellQuote(text));
+        EXPECT_EQ(run.out, c.shown) << run.err;
+        EXPECT_EQ(exec.out, c.shown) << exec.err;
+    }
+}
+
 TEST_F(KelhostRunTest, AMacrosDirectoryWithQuotesSpacesAndLetters)
 {
     // None of the name may run as code or name another file.
