@@ -42,12 +42,7 @@ KelWideString scriptText(const std::string& bytes)
 }  // namespace
 
 ScriptInterpreter::ScriptInterpreter(const KelWideString& name)
-    : languageName(name),
-      commands(nullptr),
-      callOpen("("),
-      callClose(")"),
-      statementEnd(";"),
-      quoteStrings(true)
+    : languageName(name), callOpen("("), callClose(")"), statementEnd(";")
 {
 }
 
