@@ -51,19 +51,18 @@ ScriptInterpreter::~ScriptInterpreter() = default;
 void ScriptInterpreter::queryInterface(const char* name, void* out, bool flag)
 {
     if (!name) {
-        auto* list = static_cast<KelInterfaceNameList*>(out);
+        KelInterfaceNameList* list = kelNameListOf(out);
         addName("ScriptInterpreter", 1, list);
         addName("IScriptInterpreter", 0, list);
         return;
     }
-    void** result = static_cast<void**>(out);
-    *result = nullptr;
+    kelSetOut(out, nullptr);
     if (kelSameName(name, "ScriptInterpreter"))
-        *result = static_cast<ScriptInterpreter*>(this);
+        kelSetOut(out, static_cast<ScriptInterpreter*>(this));
     else if (kelSameName(name, "IKelUnknown"))
-        *result = static_cast<IKelUnknown*>(this);
+        kelSetOut(out, static_cast<IKelUnknown*>(this));
     else if (kelSameName(name, "IScriptInterpreter"))
-        *result = static_cast<IScriptInterpreter*>(this);
+        kelSetOut(out, static_cast<IScriptInterpreter*>(this));
 }
 
 const KelWideString& ScriptInterpreter::getLanguageName()
