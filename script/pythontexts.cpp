@@ -77,13 +77,13 @@ const char kelPyUnraisableGuardText[] =
 const char kelPyHostPackageText[] =
     "def _kelHostPackage(directory):\n"
     "    import importlib.machinery, importlib.util, sys\n"
-    "    spec = importlib.machinery.PathFinder.find_spec('kelapp', [directory])\n"
-    "    if spec is None:\n"
+    "    found = importlib.machinery.PathFinder.find_spec('kelapp', [directory])\n"
+    "    if found is None:\n"
     "        return\n"
-    "    module = importlib.util.module_from_spec(spec)\n"
+    "    module = importlib.util.module_from_spec(found)\n"
     "    sys.modules['kelapp'] = module\n"
     "    try:\n"
-    "        spec.loader.exec_module(module)\n"
+    "        found.loader.exec_module(module)\n"
     "    except BaseException:\n"
     "        del sys.modules['kelapp']\n"
     "        raise\n";
