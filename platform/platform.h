@@ -94,13 +94,12 @@ size_t kelWidePath(const char* nativePath, char16_t* out, size_t capacity);
 // The separator of native paths: '/' on POSIX, '\\' on Windows.
 char16_t kelNativeSeparator();
 
-// Reads a UTF-8 text file as UTF-16: the byte order mark dropped, CR LF turned
-// into LF, invalid bytes replaced by U+FFFD. Calls `piece` with the text in
-// pieces of at most 8193 units (each terminated; `length` excludes the
-// terminator) and stops early when `piece` gives false. False when the file
-// cannot be opened or read.
-bool kelReadWideTextFile(const char16_t* path, bool (*piece)(void* context, const char16_t* units, size_t length),
-                         void* context);
+// Reads the file `path` (canonical wide form) byte for byte, as it is: calls
+// `piece` with each block read (at most 64 KiB, not terminated), in order.
+// False when the file cannot be opened or a read fails (the blocks before the
+// failure have been given). No text is decoded here: a caller that wants text
+// decodes the bytes itself, so that one codec serves every road.
+bool kelReadFile(const char16_t* path, void (*piece)(void* context, const char* bytes, size_t length), void* context);
 
 // Files that one run of this process makes and reads back itself (the
 // script engine's error file).
