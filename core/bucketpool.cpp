@@ -130,19 +130,18 @@ BucketMemoryPool::~BucketMemoryPool()
 void BucketMemoryPool::queryInterface(const char* name, void* out, bool flag)
 {
     if (!name) {
-        auto* list = static_cast<KelInterfaceNameList*>(out);
+        KelInterfaceNameList* list = kelNameListOf(out);
         addName("BucketMemoryPool", 1, list);
         addName(IBucketMemoryPool::interfaceName, 0, list);
         return;
     }
-    void** result = static_cast<void**>(out);
-    *result = nullptr;
+    kelSetOut(out, nullptr);
     if (kelSameName(name, "BucketMemoryPool"))
-        *result = this;
+        kelSetOut(out, this);
     else if (kelSameName(name, IKelUnknown::interfaceName))
-        *result = static_cast<IKelUnknown*>(this);
+        kelSetOut(out, static_cast<IKelUnknown*>(this));
     else if (kelSameName(name, IBucketMemoryPool::interfaceName))
-        *result = static_cast<IBucketMemoryPool*>(this);
+        kelSetOut(out, static_cast<IBucketMemoryPool*>(this));
 }
 
 bool BucketMemoryPool::purge()

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <iostream>
 #include <string>
+#include <vector>
 
 #include "host/hostdirservice.h"
 #include "host/hostsignals.h"
@@ -30,6 +31,46 @@ void addCommonOptions(CLI::App& app, KelHostOptions& options)
            },
            "A host setting KEY=VALUE, e.g. Scripting/ShowScriptingConsole=1")
         ->type_name("KEY=VALUE");
+}
+
+// The option `name` of the sub-command `command`, or of any when null.
+const CLI::Option* subcommandOption(CLI::App& app, const std::string& name, const std::string* command)
+{
+    for (CLI::App* sub : app.get_subcommands([](CLI::App*) { return true; })) {
+        if (command && !sub->check_name(*command))
+            continue;
+        if (const CLI::Option* option = sub->get_option_no_throw(name))
+            return option;
+    }
+    return nullptr;
+}
+
+// A sub-command's options may come before its name too, as git and cargo
+// users expect: the options ahead of the name that kelhost itself does not
+// know move behind it (with their values). Gives the arguments to parse.
+std::vector<std::string> optionsBehindSubcommand(CLI::App& app, const std::vector<std::string>& args)
+{
+    std::vector<std::string> own, moved;
+    size_t i = 1;
+    for (; i < args.size() && args[i].size() > 1 && args[i][0] == '-' && args[i] != "--"; ++i) {
+        std::string name = args[i].substr(0, args[i].find('='));
+        const CLI::Option* option = app.get_option_no_throw(name);
+        std::vector<std::string>& into = option ? own : moved;
+        if (!option)
+            option = subcommandOption(app, name, nullptr);
+        into.push_back(args[i]);
+        if (option && option->get_items_expected_max() > 0 && name == args[i] && i + 1 < args.size())
+            into.push_back(args[++i]);
+    }
+    // Only in front of a sub-command that knows the first of them.
+    if (moved.empty() || i == args.size() || !subcommandOption(app, moved[0].substr(0, moved[0].find('=')), &args[i]))
+        return args;
+    std::vector<std::string> result{args[0]};
+    result.insert(result.end(), own.begin(), own.end());
+    result.push_back(args[i]);
+    result.insert(result.end(), moved.begin(), moved.end());
+    result.insert(result.end(), args.begin() + static_cast<long>(i) + 1, args.end());
+    return result;
 }
 
 std::string absoluteMacros(KelHost& host)
@@ -73,8 +114,12 @@ int main(int argc, char** argv)
     app.require_subcommand(1);
     addCommonOptions(app, options);
     kelAddSubcommands(app, options);
+    std::vector<std::string> args = optionsBehindSubcommand(app, std::vector<std::string>(argv, argv + argc));
+    std::vector<char*> pointers;
+    for (std::string& arg : args)
+        pointers.push_back(arg.data());
     try {
-        app.parse(argc, argv);
+        app.parse(static_cast<int>(pointers.size()), pointers.data());
     } catch (const CLI::ParseError& e) {
         int code = app.exit(e);
         return code == 0 ? 0 : 2;

@@ -29,16 +29,6 @@ void answerQuery(Interface* self, const char* className, const char* name, void*
         kelSetOut(out, nullptr);
 }
 
-// Names are short: a plain loop beats a library call here.
-bool sameText(const char* a, const char* b)
-{
-    while (*a && *a == *b) {
-        ++a;
-        ++b;
-    }
-    return *a == *b;
-}
-
 }  // namespace
 
 IScriptValue* ScriptCall::at(uint32_t index) const
@@ -147,53 +137,24 @@ void HostCommand::queryInterface(const char* name, void* out, bool flag)
     answerQuery<IScriptCommand>(this, className(), name, out);
 }
 
-uint32_t HostCommandList::hashName(const char* name)
-{
-    uint32_t hash = 2166136261u;  // FNV-1a
-    for (const unsigned char* c = reinterpret_cast<const unsigned char*>(name); *c; ++c)
-        hash = (hash ^ *c) * 16777619u;
-    return hash;
-}
-
-// The slot that holds `name`, or the empty slot where it would go.
-HostCommandList::Slot* HostCommandList::slotFor(const char* name, uint32_t hash)
-{
-    const size_t mask = table_.size() - 1;
-    for (size_t i = hash & mask;; i = (i + 1) & mask) {
-        Slot& slot = table_[i];
-        if (!slot.command || (slot.hash == hash && sameText(slot.name, name)))
-            return &slot;
-    }
-}
-
-void HostCommandList::rebuildTable()
-{
-    size_t size = 8;
-    while (size < 2 * commands_.size())
-        size *= 2;
-    table_.assign(size, Slot());
-    for (IPtr<HostCommand>& command : commands_) {
-        if (!command->name().chars())
-            continue;  // listed, but nobody can find it by name
-        const uint32_t hash = hashName(command->name().chars());
-        *slotFor(command->name().chars(), hash) = Slot{hash, command->name().chars(), command.get()};
-    }
-}
-
 void HostCommandList::add(const char* name, HostCommandFunction function, const char* usage)
 {
     IPtr<HostCommand> command(new HostCommand(name, function, usage));
     command->recorder = recorder_.get();
-    HostCommand* previous = table_.empty() || !name ? nullptr : slotFor(name, hashName(name))->command;
-    if (previous) {
+    if (!name) {
+        commands_.push_back(command);  // listed, but nobody can find it by name
+        return;
+    }
+    HostCommand** slot = byName_.findOrInsert(command->name());
+    if (*slot) {
         for (IPtr<HostCommand>& old : commands_) {
-            if (old.get() == previous)
+            if (old.get() == *slot)
                 old = command;  // the old command may live on in a recording
         }
     } else {
         commands_.push_back(command);
     }
-    rebuildTable();
+    *slot = command.get();
 }
 
 void HostCommandList::setRecorder(HostScript* script)
@@ -205,9 +166,10 @@ void HostCommandList::setRecorder(HostScript* script)
 
 IScriptCommand* HostCommandList::find(const KelCString& name)
 {
-    if (!name.chars() || table_.empty())
+    if (!name.chars())
         return nullptr;
-    return slotFor(name.chars(), hashName(name.chars()))->command;
+    auto* node = byName_.find(name);
+    return node ? node->value : nullptr;
 }
 
 IScriptCommand* HostCommandList::item(uint32_t index)

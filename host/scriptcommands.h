@@ -29,6 +29,7 @@
 
 #include "host/scriptvalues.h"
 #include "kel/iptr.h"
+#include "kel/kelhashtable.h"
 #include "kel/kelwidestring.h"
 #include "kel/qtxcstring.h"
 #include "kel/scripthost.h"
@@ -131,8 +132,8 @@ private:
     IPtr<HostPrototype> prototype_;
 };
 
-// The host's commands in the order they were added, found by name through a
-// hash table.
+// The host's commands in the order they were added, found by name through
+// the foundation's hash table.
 class HostCommandList final : public HostScriptObject, public virtual IScriptCommandList {
 public:
     // Adds a command, or replaces the function and usage of one of the same
@@ -152,19 +153,10 @@ public:
     const char* className() override { return "HostCommandList"; }
 
 private:
-    // Open addressing with linear probing over a power-of-two table at most
-    // half full: a look-up hashes the name once and mostly compares it once.
-    struct Slot {
-        uint32_t hash = 0;
-        const char* name = nullptr;  // the command's own text
-        HostCommand* command = nullptr;
-    };
-    static uint32_t hashName(const char* name);
-    Slot* slotFor(const char* name, uint32_t hash);
-    void rebuildTable();
-
     std::vector<IPtr<HostCommand>> commands_;
-    std::vector<Slot> table_;
+    // By name, the commands' own texts as keys; a command without a name is
+    // listed but not here.
+    KelHashTable<KelCString, HostCommand*, KelCString::HashFunc> byName_{nextTableSize(16)};
     IPtr<HostScript> recorder_;
 };
 

@@ -8,10 +8,6 @@
 #include "kel/interfacenamelist.h"
 #include "text/pythonliteral.h"
 
-namespace HostScriptType {
-const char boolType = 0, intType = 0, doubleType = 0, stringType = 0, unicodeType = 0, listType = 0;
-}
-
 namespace {
 
 // Free lists of blocks by size, in steps of kGrain bytes up to kLargest; a
@@ -99,81 +95,32 @@ void HostValue::queryInterface(const char* name, void* out, bool flag)
         kelSetOut(out, nullptr);
 }
 
-void* HostBoolValue::typedInterface(const char* name)
+void hostWriteValue(std::ostream& out, bool value)
 {
-    return kelSameName(name, IScriptValueBool::interfaceName) ? static_cast<IScriptValueBool*>(this) : nullptr;
+    out << (value ? "True" : "False");
 }
 
-void HostBoolValue::write(std::ostream& out)
+void hostWriteValue(std::ostream& out, int32_t value)
 {
-    out << (value_ ? "True" : "False");
+    out << value;
 }
 
-void* HostIntValue::typedInterface(const char* name)
+void hostWriteValue(std::ostream& out, double value)
 {
-    return kelSameName(name, IScriptValueInt::interfaceName) ? static_cast<IScriptValueInt*>(this) : nullptr;
+    kelWritePythonFloat(out, value);
 }
 
-void HostIntValue::write(std::ostream& out)
+void hostWriteValue(std::ostream& out, const KelCString& value)
 {
-    out << value_;
-}
-
-void* HostDoubleValue::typedInterface(const char* name)
-{
-    return kelSameName(name, IScriptValueDouble::interfaceName) ? static_cast<IScriptValueDouble*>(this) : nullptr;
-}
-
-void HostDoubleValue::write(std::ostream& out)
-{
-    kelWritePythonFloat(out, value_);
-}
-
-HostStringValue::HostStringValue(const KelCString& value) : value_(value.chars()) {}
-
-void HostStringValue::setValue(const KelCString& value)
-{
-    value_ = KelCString(value.chars());
-}
-
-void* HostStringValue::typedInterface(const char* name)
-{
-    return kelSameName(name, IScriptValueString::interfaceName) ? static_cast<IScriptValueString*>(this) : nullptr;
-}
-
-void HostStringValue::write(std::ostream& out)
-{
-    if (value_.chars())
-        kelWritePythonBytes(out, value_);
+    if (value.chars())
+        kelWritePythonBytes(out, value);
     else
         out << "None";
 }
 
-HostUnicodeValue::HostUnicodeValue(const KelWideString& value)
+void hostWriteValue(std::ostream& out, const KelWideString& value)
 {
-    value_.assign(value.chars());
-}
-
-void HostUnicodeValue::setValue(const KelWideString& value)
-{
-    value_.assign(value.chars());
-}
-
-KelWideString HostUnicodeValue::getValue()
-{
-    return value_;
-}
-
-void* HostUnicodeValue::typedInterface(const char* name)
-{
-    return kelSameName(name, IScriptValueUnicodeString::interfaceName)
-               ? static_cast<IScriptValueUnicodeString*>(this)
-               : nullptr;
-}
-
-void HostUnicodeValue::write(std::ostream& out)
-{
-    kelWritePythonText(out, value_);
+    kelWritePythonText(out, value);
 }
 
 void HostListValue::append(IScriptValue* value)

@@ -27,7 +27,7 @@
 // in UTF-8, backslashes kept, and '/' in a native path is '\' in the wide
 // form. A lone surrogate, which a Windows name may hold, has no UTF-8 form
 // and becomes U+FFFD as on POSIX; only the calls that take the wide path as
-// it is (kelWUnlink, kelReadWideTextFile) reach such a name.
+// it is (kelWUnlink and the run's own files) reach such a name.
 //
 // Allocation, open, write and seek go through kelSyscalls, a table of function
 // pointers, so that a test can make exactly those calls fail; so does the
@@ -103,15 +103,12 @@ size_t kelWidePath(const char* nativePath, char16_t* out, size_t capacity);
 // The separator of native paths: '/' on POSIX, '\\' on Windows.
 char16_t kelNativeSeparator();
 
-// Reads a UTF-8 text file as UTF-16: the byte order mark dropped, CR LF turned
-// into LF, invalid bytes replaced by U+FFFD. Calls `piece` with the text in
-// pieces of at most 8193 units (each terminated; `length` excludes the
-// terminator) and stops early when `piece` gives false. False when the file
-// cannot be opened or read. On Windows the runtime decodes, by its own rules
-// for broken sequences: how many U+FFFD stand for one is its choice, and
-// Wine's fails the read on a sequence that the end of the file cuts off.
-bool kelReadWideTextFile(const char16_t* path, bool (*piece)(void* context, const char16_t* units, size_t length),
-                         void* context);
+// Reads the file `path` (canonical wide form) byte for byte, as it is: calls
+// `piece` with each block read (at most 64 KiB, not terminated), in order.
+// False when the file cannot be opened or a read fails (the blocks before the
+// failure have been given). No text is decoded here: a caller that wants text
+// decodes the bytes itself, so that one codec serves every road.
+bool kelReadFile(const char16_t* path, void (*piece)(void* context, const char* bytes, size_t length), void* context);
 
 // Files that one run of this process makes and reads back itself (the
 // script engine's error file).

@@ -20,7 +20,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
 #include <new>
 #include <vector>
 
@@ -254,157 +253,31 @@ int kelWUnlink(const char16_t* path)
     return ::unlink(native.get());
 }
 
-// ---- UTF-8 text file as UTF-16 -----------------------------------------------
+// ---- native path to UTF-16 ---------------------------------------------------
 
 namespace {
 
-enum : int { kelPieceUnits = 8193, kelNeedMore = -1 };
-
-// Decodes one code point of strict UTF-8 at `p`. Gives the number of bytes
-// taken and sets `codePoint`; a broken sequence gives U+FFFD and takes its
-// longest valid beginning (at least one byte). kelNeedMore when the sequence
-// may go on past `end` and more bytes are coming.
-int decodeUtf8(const unsigned char* p, const unsigned char* end, bool final, char32_t& codePoint)
-{
-    unsigned char lead = p[0];
-    if (lead < 0x80) {
-        codePoint = lead;
-        return 1;
-    }
-    int length;
-    unsigned char low = 0x80, high = 0xBF;  // the range of the second byte
-    if (lead >= 0xC2 && lead <= 0xDF) {
-        length = 2;
-    } else if (lead >= 0xE0 && lead <= 0xEF) {
-        length = 3;
-        if (lead == 0xE0)
-            low = 0xA0;  // overlong
-        if (lead == 0xED)
-            high = 0x9F;  // surrogates
-    } else if (lead >= 0xF0 && lead <= 0xF4) {
-        length = 4;
-        if (lead == 0xF0)
-            low = 0x90;  // overlong
-        if (lead == 0xF4)
-            high = 0x8F;  // above U+10FFFF
-    } else {
-        codePoint = 0xFFFD;
-        return 1;
-    }
-    char32_t value = lead & (0x7F >> length);
-    for (int i = 1; i < length; ++i) {
-        if (p + i == end) {
-            if (!final)
-                return kelNeedMore;
-            codePoint = 0xFFFD;
-            return i;
-        }
-        unsigned char next = p[i];
-        if (next < (i == 1 ? low : 0x80) || next > (i == 1 ? high : 0xBF)) {
-            codePoint = 0xFFFD;
-            return i;
-        }
-        value = (value << 6) | (next & 0x3F);
-    }
-    codePoint = value;
-    return length;
-}
-
-// Collects units into pieces the way a line-wise wide read would: a piece
-// ends after a line feed or when it is full.
-class PieceWriter {
-public:
-    using Callback = bool (*)(void* context, const char16_t* units, size_t length);
-    PieceWriter(Callback piece, void* context) : piece_(piece), context_(context) {}
-
-    // False once the receiver has asked to stop.
-    bool add(char32_t codePoint)
-    {
-        if (atStart_) {
-            atStart_ = false;
-            if (codePoint == 0xFEFF)
-                return true;
-        }
-        if (pendingReturn_) {
-            pendingReturn_ = false;
-            if (codePoint != u'\n' && !put(u'\r'))
-                return false;
-        }
-        if (codePoint == u'\r') {
-            pendingReturn_ = true;
-            return true;
-        }
-        if (codePoint < 0x10000)
-            return put(char16_t(codePoint));
-        if (count_ + 2 > kelPieceUnits && !flush())
-            return false;
-        return put(char16_t(0xD800 + ((codePoint - 0x10000) >> 10)))
-               && put(char16_t(0xDC00 + ((codePoint - 0x10000) & 0x3FF)));
-    }
-
-    bool finish()
-    {
-        if (pendingReturn_) {
-            pendingReturn_ = false;
-            if (!put(u'\r'))
-                return false;
-        }
-        return flush();
-    }
-
-private:
-    bool put(char16_t unit)
-    {
-        units_[count_++] = unit;
-        return (unit == u'\n' || count_ == kelPieceUnits) ? flush() : true;
-    }
-
-    bool flush()
-    {
-        if (count_ == 0)
-            return !stopped_;
-        units_[count_] = 0;
-        size_t length = count_;
-        count_ = 0;
-        if (!stopped_ && !piece_(context_, units_, length))
-            stopped_ = true;
-        return !stopped_;
-    }
-
-    Callback piece_;
-    void* context_;
-    char16_t units_[kelPieceUnits + 1];
-    size_t count_ = 0;
-    bool atStart_ = true;
-    bool pendingReturn_ = false;
-    bool stopped_ = false;
-};
-
-// Decodes bytes[0, length) into `writer`; gives the number of bytes left
-// over at the end (an unfinished sequence), or -1 when the writer stopped.
-long long decodeInto(PieceWriter& writer, const unsigned char* bytes, size_t length, bool final)
-{
-    const unsigned char* p = bytes;
-    const unsigned char* end = bytes + length;
-    while (p < end) {
-        char32_t codePoint;
-        int taken = decodeUtf8(p, end, final, codePoint);
-        if (taken == kelNeedMore)
-            return end - p;
-        if (!writer.add(codePoint))
-            return -1;
-        p += taken;
-    }
-    return 0;
-}
-
-// The length of the valid UTF-8 sequence at `p`, or 0 for a broken one: the
-// decoder gives U+FFFD for both a broken sequence and that character itself.
+// The length of the valid shortest UTF-8 form at `p` (1 to 4 bytes), whose
+// character goes to `codePoint`; 0 when the bytes up to `end` hold none
+// there. A native name needs only this test, as any other byte is escaped;
+// decoding text is not this layer's job.
 int validLength(const unsigned char* p, const unsigned char* end, char32_t& codePoint)
 {
-    int taken = decodeUtf8(p, end, true, codePoint);
-    bool replacement = taken == 3 && p[0] == 0xEF && p[1] == 0xBF && p[2] == 0xBD;
-    return codePoint == 0xFFFD && !replacement ? 0 : taken;
+    unsigned char lead = p[0];
+    int length = lead < 0x80 ? 1 : (lead & 0xE0) == 0xC0 ? 2 : (lead & 0xF0) == 0xE0 ? 3 : (lead & 0xF8) == 0xF0 ? 4 : 0;
+    if (length == 0 || end - p < length)
+        return 0;
+    static const char32_t shortest[] = {0, 0, 0x80, 0x800, 0x10000};
+    char32_t value = length == 1 ? lead : lead & (0x7F >> length);
+    for (int i = 1; i < length; ++i) {
+        if ((p[i] & 0xC0) != 0x80)
+            return 0;
+        value = (value << 6) | (p[i] & 0x3F);
+    }
+    if (value < shortest[length] || value > 0x10FFFF || (value >= 0xD800 && value <= 0xDFFF))
+        return 0;
+    codePoint = value;
+    return length;
 }
 
 void putUnit(char16_t unit, char16_t* out, size_t capacity, size_t& length)
@@ -442,38 +315,6 @@ size_t kelWidePath(const char* nativePath, char16_t* out, size_t capacity)
     }
     out[length < capacity ? length : capacity - 1] = 0;
     return length;
-}
-
-bool kelReadWideTextFile(const char16_t* path, bool (*piece)(void* context, const char16_t* units, size_t length),
-                         void* context)
-{
-    int fd = kelWOpen(path, kelOpenReadOnly | kelOpenText, 0);
-    if (fd == -1)
-        return false;
-    // Both buffers are large for a stack; they live on the heap for the call.
-    struct Buffers {
-        Buffers(PieceWriter::Callback piece, void* context) : writer(piece, context) {}
-        PieceWriter writer;
-        unsigned char bytes[65536];
-    };
-    std::unique_ptr<Buffers> buffers(new Buffers(piece, context));
-    size_t kept = 0;
-    bool ok = true;
-    for (;;) {
-        long long got = kelRead(fd, buffers->bytes + kept, sizeof buffers->bytes - kept);
-        if (got < 0)
-            ok = false;
-        bool final = got <= 0;
-        size_t length = kept + size_t(got > 0 ? got : 0);
-        long long left = decodeInto(buffers->writer, buffers->bytes, length, final);
-        if (left < 0 || final)
-            break;
-        std::memmove(buffers->bytes, buffers->bytes + length - size_t(left), size_t(left));
-        kept = size_t(left);
-    }
-    ::close(fd);
-    buffers->writer.finish();
-    return ok;
 }
 
 // ---- critical section ------------------------------------------------------

@@ -17,7 +17,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <cwchar>
 #include <new>
 #include <vector>
 
@@ -212,38 +211,6 @@ int kelClose(int fd)
 int kelWUnlink(const char16_t* path)
 {
     return _wunlink(path ? wideOf(path) : L"");
-}
-
-// ---- UTF-8 text file as UTF-16 -----------------------------------------------
-
-bool kelReadWideTextFile(const char16_t* path, bool (*piece)(void* context, const char16_t* units, size_t length),
-                         void* context)
-{
-    // The runtime decodes: the mark goes, CR LF becomes LF, broken sequences
-    // become U+FFFD, and fgetws gives a line or at most 8193 units at a time.
-    FILE* file = _wfopen(path ? wideOf(path) : L"", L"r, ccs=UTF-8");
-    if (!file)
-        return false;
-    std::vector<wchar_t> units(8194);
-    size_t carried = 0;
-    bool stopped = false;
-    while (!stopped && std::fgetws(units.data() + carried, int(units.size() - carried), file)) {
-        size_t length = carried + std::wcslen(units.data() + carried);
-        // fgetws may cut a pair; its high half waits for the next piece.
-        wchar_t last = length ? units[length - 1] : 0;
-        carried = last >= 0xD800 && last <= 0xDBFF ? 1 : 0;
-        length -= carried;
-        units[length] = 0;
-        stopped = length && !piece(context, reinterpret_cast<const char16_t*>(units.data()), length);
-        units[0] = last;
-    }
-    if (!stopped && carried) {
-        units[1] = 0;
-        piece(context, reinterpret_cast<const char16_t*>(units.data()), 1);
-    }
-    bool ok = !std::ferror(file);
-    std::fclose(file);
-    return ok;
 }
 
 // ---- critical section ------------------------------------------------------

@@ -1,8 +1,10 @@
-// The calls that go through kelSyscalls, the same on every OS: each platform
-// file fills the table with its real calls, and tests may swap entries.
+// The calls that are the same on every OS: those that go through kelSyscalls
+// (each platform file fills the table with its real calls, and tests may swap
+// entries) and the whole-file read built on the descriptor calls.
 #include "platform/platform.h"
 
 #include <cstdlib>
+#include <memory>
 
 void* kelHeapAlloc(size_t bytes)
 {
@@ -32,4 +34,18 @@ long long kelLseeki64(int fd, long long offset, int origin)
 void kelShowOutOfMemoryMessage(const char16_t* message, const char16_t* caption)
 {
     kelSyscalls.messageBox(message, caption);
+}
+
+bool kelReadFile(const char16_t* path, void (*piece)(void* context, const char* bytes, size_t length), void* context)
+{
+    int fd = kelWOpen(path, kelOpenReadOnly | kelOpenBinary, 0);
+    if (fd == -1)
+        return false;
+    // Large for a stack; it lives on the heap for the call.
+    std::unique_ptr<char[]> block(new char[65536]);
+    long long got;
+    while ((got = kelRead(fd, block.get(), 65536)) > 0)
+        piece(context, block.get(), size_t(got));
+    kelClose(fd);
+    return got == 0;
 }

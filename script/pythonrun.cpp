@@ -118,17 +118,9 @@ std::string nativePath(const KelWideString& path)
     return std::string(buffer.data(), length);
 }
 
-bool readAll(const KelWideString& path, std::string& bytes)
+void appendBytes(void* context, const char* bytes, size_t length)
 {
-    int fd = kelWOpen(path.chars(), kelOpenReadOnly | kelOpenBinary, 0);
-    if (fd < 0)
-        return false;
-    char buffer[8192];
-    long long got;
-    while ((got = kelRead(fd, buffer, sizeof buffer)) > 0)
-        bytes.append(buffer, static_cast<size_t>(got));
-    kelClose(fd);
-    return got == 0;
+    static_cast<std::string*>(context)->append(bytes, length);
 }
 
 }  // namespace
@@ -274,7 +266,7 @@ void kelPythonFlushStdio()
 bool kelPythonRunFile(const KelWideString& path, int* status)
 {
     std::string source;
-    if (!readAll(path, source))
+    if (!kelReadFile(path.chars(), appendBytes, &source))
         return false;
     PyObject* globals = mainDict();  // borrowed
     if (!globals) {

@@ -9,36 +9,40 @@
 #include "kel/interfacenamelist.h"
 #include "memory/kelpath.h"
 #include "platform/platform.h"
+#include "text/utf16text.h"
 
 namespace {
 
 const char kSourceFile[] = ".\\scriptinterpreter";
 
-// Joins the pieces of a file read into one text, which grows by doubling so
-// that a file of many short lines costs its length and not its square. A
-// zero unit, which would end the text early and run only a part of the
-// script, becomes U+FFFD like any other character the text cannot carry.
-bool appendPiece(void* context, const char16_t* units, size_t length)
+void appendBytes(void* context, const char* bytes, size_t length)
 {
-    auto* text = static_cast<std::u16string*>(context);
-    size_t start = text->size();
-    text->append(units, length);
-    for (size_t i = start; i < text->size(); ++i) {
-        if ((*text)[i] == 0)
-            (*text)[i] = 0xfffd;
+    static_cast<std::string*>(context)->append(bytes, length);
+}
+
+// The text of a script file: a byte order mark dropped, CR LF turned into
+// LF, decoded by the one UTF-8 codec (a bad byte is U+FFFD, as for a script
+// text given directly). A zero byte, which would end the text early and run
+// only a part of the script, becomes U+FFFD like any other character the
+// text cannot carry.
+KelWideString scriptText(const std::string& bytes)
+{
+    size_t start = bytes.compare(0, 3, "\xef\xbb\xbf") == 0 ? 3 : 0;
+    std::string source;
+    source.reserve(bytes.size() - start);
+    for (size_t i = start; i < bytes.size(); ++i) {
+        if (bytes[i] == '\0')
+            source += "\xef\xbf\xbd";
+        else if (bytes[i] != '\r' || i + 1 == bytes.size() || bytes[i + 1] != '\n')
+            source += bytes[i];
     }
-    return true;
+    return kelUnitsOfUtf8(source, KelBadByte::replace);
 }
 
 }  // namespace
 
 ScriptInterpreter::ScriptInterpreter(const KelWideString& name)
-    : languageName(name),
-      commands(nullptr),
-      callOpen("("),
-      callClose(")"),
-      statementEnd(";"),
-      quoteStrings(true)
+    : languageName(name), callOpen("("), callClose(")"), statementEnd(";")
 {
 }
 
@@ -47,19 +51,18 @@ ScriptInterpreter::~ScriptInterpreter() = default;
 void ScriptInterpreter::queryInterface(const char* name, void* out, bool flag)
 {
     if (!name) {
-        auto* list = static_cast<KelInterfaceNameList*>(out);
+        KelInterfaceNameList* list = kelNameListOf(out);
         addName("ScriptInterpreter", 1, list);
         addName("IScriptInterpreter", 0, list);
         return;
     }
-    void** result = static_cast<void**>(out);
-    *result = nullptr;
+    kelSetOut(out, nullptr);
     if (kelSameName(name, "ScriptInterpreter"))
-        *result = static_cast<ScriptInterpreter*>(this);
+        kelSetOut(out, static_cast<ScriptInterpreter*>(this));
     else if (kelSameName(name, "IKelUnknown"))
-        *result = static_cast<IKelUnknown*>(this);
+        kelSetOut(out, static_cast<IKelUnknown*>(this));
     else if (kelSameName(name, "IScriptInterpreter"))
-        *result = static_cast<IScriptInterpreter*>(this);
+        kelSetOut(out, static_cast<IScriptInterpreter*>(this));
 }
 
 const KelWideString& ScriptInterpreter::getLanguageName()
@@ -88,13 +91,13 @@ int32_t ScriptInterpreter::runFile(const KelWideString& path)
 {
     if (!scriptFactory)
         return 0;
-    // The platform read drops a byte order mark and turns CR LF into LF; a
-    // read error ends the text like the end of the file.
-    std::u16string text;
-    kelReadWideTextFile(path.chars(), appendPiece, &text);
-    if (text.empty())
+    // A read error ends the text like the end of the file.
+    std::string bytes;
+    kelReadFile(path.chars(), appendBytes, &bytes);
+    KelWideString text = scriptText(bytes);
+    if (text.isEmpty())
         return 0;
-    return runString(KelWideString(text.c_str(), kelBorrow));
+    return runString(text);
 }
 
 bool ScriptInterpreter::writeScript(std::ostream& out, IScript* script)

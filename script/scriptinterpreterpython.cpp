@@ -1,10 +1,11 @@
 // ScriptInterpreterPython: start-up of the embedded interpreter, the module
-// of the host's commands, the interface queries and the Python form of the
-// script text. The runs themselves are in scriptrun.cpp.
+// of the host's commands, the interface queries, the Python form of the
+// script text and the runs.
 #include "script/scriptinterpreterpython.h"
 
 #include <cstdlib>
 #include <cstring>
+#include <optional>
 #include <ostream>
 #include <string>
 
@@ -12,11 +13,15 @@
 #include "core/qtxrealloc.h"
 #include "kel/hostservices.h"
 #include "kel/interfacenamelist.h"
+#include "memory/kelfdstreambuf.h"
 #include "memory/kelpath.h"
 #include "memory/keltranslator.h"
+#include "platform/platform.h"
 #include "script/commandbridge.h"
 #include "script/pyref.h"
 #include "script/pythonrun.h"
+#include "script/pythontexts.h"
+#include "script/scripterrorfile.h"
 #include "text/pythonliteral.h"
 #include "text/utf16text.h"
 
@@ -25,88 +30,6 @@ ScriptInterpreterPython* ScriptInterpreterPython::instance_ = nullptr;
 namespace {
 
 const char kSourceFile[] = ".\\scriptinterpreterpython";
-
-// The start-up text: the output classes (only defined here; a run installs
-// them) and the replacement of sys.exit, which must not end the host.
-const char kStartupText[] =
-    "import sys\n"
-    "from kelapp.appdata import *\n"
-    "class OutputOverride:\n"
-    "\tdef __init__(self):\n"
-    "\t\tself.ds = StringAppState(\"Python/Output String\")\n"
-    "\tdef write(self, s):\n"
-    "\t\tself.ds.setValue(s)\n"
-    "class ErrorOverride:\n"
-    "\tdef __init__(self):\n"
-    "\t\tself.ds = StringAppState(\"Python/Error String\")\n"
-    "\tdef write(self, s):\n"
-    "\t\tself.ds.setValue(s)\n"
-    "def kelScriptExitOverride(*args):\n"
-    "   raise Exception('Script exited.')\n"
-    "sys.exit = kelScriptExitOverride\n";
-
-// Python calls a script's sys.unraisablehook itself, where a SystemExit or
-// any other exception of the hook is only printed and the run would count
-// as a success. So every hook that is set is wrapped as it is set: an
-// unraisable SystemExit (from a __del__, say) or a hook that raises marks
-// the run as failed, and the hook's failure is printed as Python prints it.
-const char kUnraisableGuardText[] =
-    "import sys as _sys\n"
-    "_kelRunFailed = False\n"
-    "def _kelGuardUnraisable(hook):\n"
-    "    if hook is None:\n"
-    "        hook = _sys.__unraisablehook__\n"
-    "    def unraisablehook(args):\n"
-    "        global _kelRunFailed\n"
-    "        if isinstance(args.exc_value, SystemExit):\n"
-    "            _kelRunFailed = True\n"
-    "        try:\n"
-    "            hook(args)\n"
-    "        except BaseException as failure:\n"
-    "            _kelRunFailed = True\n"
-    "            _sys.__unraisablehook__(type(args)((type(failure), failure, failure.__traceback__,\n"
-    "                'Exception ignored in sys.unraisablehook', hook)))\n"
-    "    return unraisablehook\n"
-    "class _KelSysModule(type(_sys)):\n"
-    "    def __setattr__(self, name, value):\n"
-    "        if name == 'unraisablehook':\n"
-    "            value = _kelGuardUnraisable(value)\n"
-    "        super().__setattr__(name, value)\n"
-    "_sys.__class__ = _KelSysModule\n"
-    "_sys.unraisablehook = _sys.unraisablehook\n";
-
-// The host's own package comes from its own directory, whatever a folder
-// ahead of it on sys.path (the current one, '.') holds.
-const char kHostPackageText[] =
-    "def _kelHostPackage(directory):\n"
-    "    import importlib.machinery, importlib.util, sys\n"
-    "    spec = importlib.machinery.PathFinder.find_spec('kelapp', [directory])\n"
-    "    if spec is None:\n"
-    "        return\n"
-    "    module = importlib.util.module_from_spec(spec)\n"
-    "    sys.modules['kelapp'] = module\n"
-    "    try:\n"
-    "        spec.loader.exec_module(module)\n"
-    "    except BaseException:\n"
-    "        del sys.modules['kelapp']\n"
-    "        raise\n";
-
-// What Python's own text streams offer beside write, for code that flushes
-// or asks about the stream (print(flush=True), logging, the warnings). Given
-// to the output classes each time a text has defined them (see
-// kelGiveTextStreamMethods).
-const char kTextStreamText[] =
-    "def _kelTextStreams():\n"
-    "    for name in ('OutputOverride', 'ErrorOverride'):\n"
-    "        cls = globals().get(name)\n"
-    "        if cls is not None:\n"
-    "            cls.flush = lambda self: None\n"
-    "            cls.isatty = lambda self: False\n"
-    "            cls.writable = lambda self: True\n"
-    "            cls.readable = lambda self: False\n"
-    "            cls.seekable = lambda self: False\n"
-    "            cls.encoding = 'utf-8'\n"
-    "            cls.errors = 'surrogatepass'\n";
 
 // The name under which a command is published: its text, with bytes that
 // are not UTF-8 written as \xNN escapes.
@@ -180,9 +103,7 @@ ScriptInterpreterPython::ScriptInterpreterPython() : ScriptInterpreter(translate
     if (kelPythonStart(kelSettingOn("Advanced/python environment"), &failure) == KelPythonStart::failed)
         reportToUser("Python could not start:\n%1", failure);  // once; every run gives -1
     else
-        kelPythonRunOwnText(kUnraisableGuardText);
-    startupDone = false;
-    moduleCreated = false;
+        kelPythonRunOwnText(kelPyUnraisableGuardText);
 }
 
 ScriptInterpreterPython::~ScriptInterpreterPython()
@@ -278,9 +199,9 @@ void ScriptInterpreterPython::runStartup(const std::string& importText)
     kelPythonRunOwnText("sys.path = sys.path + ['.'," + exeLiteral + "]\n");
     kelPythonRunOwnText("AppPath = " + exeLiteral + "\n");
     kelPythonRunOwnText("sys.path = sys.path + [" + kelPythonPathLiteral(scripts.forOpen()) + "]\n");
-    kelPythonRunOwnText(kHostPackageText + ("_kelHostPackage(" + exeLiteral + ")\n"));
-    kelPythonRunOwnText(kTextStreamText);
-    kelPythonRunOwnText(kStartupText);
+    kelPythonRunOwnText(kelPyHostPackageText + ("_kelHostPackage(" + exeLiteral + ")\n"));
+    kelPythonRunOwnText(kelPyTextStreamText);
+    kelPythonRunOwnText(kelPyStartupText());
     kelGiveTextStreamMethods();
     kelPythonRunOwnText(importText);
     kelPythonRunOwnText("true = True\nfalse = False\n");
@@ -429,4 +350,146 @@ bool ScriptInterpreterPython::getKeywords(KelObjectArray<KelCString>& array)
         return true;
     }
     return getPythonKeywords(array);
+}
+
+// ---- running scripts and catching Python's diagnostics ----------------------
+//
+// Two modes, chosen by the host setting "Scripting/ShowScriptingConsole" at
+// the start of each run:
+//   console mode  sys.stdout and sys.stderr write into the application states
+//                 "Python/Output String" and "Python/Error String" while the
+//                 script runs;
+//   file mode     sys.stderr is the error file "python_script_errors.log" in
+//                 the host's "macros" directory (see scripterrorfile.h);
+//                 after a failed run its text goes to the user through
+//                 IScriptEngine, once, and the file is removed.
+// Either way the streams are sys.__stdout__ and sys.__stderr__ again after the
+// run. Paths reach Python as escaped literals, never as raw text.
+
+namespace {
+
+void run(const std::string& text)
+{
+    kelPythonRunOwnText(text);
+}
+
+// Makes the error file, opened anew and empty, Python's sys.stderr; false
+// when it cannot be opened, and sys.stderr stays as it was.
+bool installErrorFile(ScriptErrorFile& errorFile, const char* before)
+{
+    int fd = errorFile.open();
+    if (fd < 0)
+        return false;
+    std::string text = std::string(before) + "fsock_err = open(" + std::to_string(fd) +
+                       ", 'w', errors='backslashreplace')\nsys.stderr = fsock_err\n";
+    if (kelPythonRunOwnText(text) == 0)
+        return true;
+    kelClose(fd);  // Python did not take it
+    return false;
+}
+
+}  // namespace
+
+// Puts the streams back after a run and, outside the console, hands a
+// failed run's error text to the host. When the file could not take the
+// text (a full disk, a file size limit), its close fails: the traceback then
+// comes from memory, with the reason, so that the user still sees it.
+void ScriptInterpreterPython::restoreStreams(int32_t result, ScriptErrorFile* errorFile, bool installed)
+{
+    if (!errorFile) {
+        run(kelPyRestoreBothText);
+        kelPythonFlushStdio();
+        return;
+    }
+    std::string closeFailure;
+    if (installed)
+        kelPythonRunOwnTextQuietly(kelPyRestoreErrorText, closeFailure);
+    else
+        run("sys.stderr = sys.__stderr__\n");
+    kelPythonFlushStdio();
+    if (result >= 0)
+        return;
+    std::string text = errorFile->read();
+    if (!closeFailure.empty())
+        text = kelPythonLastTraceback() + "(the error file could not take this text: " + closeFailure + ")\n";
+    if (!text.empty())
+        reportToUser("Python interpreter error:\n%1", text);
+}
+
+int32_t ScriptInterpreterPython::runFile(const KelWideString& path)
+{
+    if (!scriptFactory)
+        return 0;
+    if (!kelPythonUsable())
+        return -1;
+    bindCommands(commands);
+    bool console = kelSettingOn("Scripting/ShowScriptingConsole");
+    std::optional<ScriptErrorFile> errorFile;
+    bool installed = false;
+    if (console) {
+        run("errFileName = " + kelPythonPathLiteral(ScriptErrorFile::currentPath().forOpen()));
+        run(kelPyConsoleRunText());
+        kelGiveTextStreamMethods();
+    } else {
+        errorFile.emplace();
+        run("errFileName = u" + kelPythonPathLiteral(errorFile->path().forOpen()));
+        installed = installErrorFile(*errorFile, "import sys\n");
+    }
+    int32_t result = kelPythonRunOwnText(kelPyExitOverrideText);
+    try {
+        if (kelSettingOn("Advanced/python debug")) {
+            int status = 0;
+            kelPythonTakeRunFailure();  // what an earlier run left
+            if (kelPythonRunFile(path, &status))
+                result = kelPythonTakeRunFailure() || kelPythonFlushOutput() != 0 ? -1 : status;
+        } else {
+            result = ScriptInterpreter::runFile(path);
+        }
+    } catch (...) {
+        // A host exception ends the script; the streams are restored below.
+    }
+    // The nested runString has normally read back and removed the file
+    // already; what is left here then is nothing.
+    restoreStreams(result, errorFile ? &*errorFile : nullptr, installed);
+    if (errorFile)
+        errorFile->remove();
+    return result;
+}
+
+int32_t ScriptInterpreterPython::runString(const KelWideString& text)
+{
+    if (!scriptFactory)
+        return 0;
+    if (!kelPythonUsable())
+        return -1;
+    bool console = kelSettingOn("Scripting/ShowScriptingConsole");
+    std::optional<ScriptErrorFile> errorFile;
+    bool installed = false;
+    if (console) {
+        run("sys.stdout = OutputOverride()\nsys.stderr = ErrorOverride()\n");
+    } else {
+        errorFile.emplace();
+        run("errFileName = " + kelPythonPathLiteral(errorFile->path().forOpen()));
+        installed = installErrorFile(*errorFile, "");
+    }
+    int32_t result = -1;
+    kelPythonTakeRunFailure();  // what an earlier run left
+    try {
+        result = kelPythonRunText(kelUtf8OfUnits(text.chars(), KelLoneSurrogate::threeBytes).c_str());
+    } catch (...) {
+        result = -1;
+    }
+    if (kelPythonTakeRunFailure() || kelPythonFlushOutput() != 0)
+        result = -1;
+    restoreStreams(result, errorFile ? &*errorFile : nullptr, installed);
+    if (errorFile)
+        errorFile->remove();
+    return result;
+}
+
+int32_t ScriptInterpreterPython::runFileWithArgs(const KelWideString& path, const KelObjectArray<KelCString>& args)
+{
+    if (kelPythonUsable())
+        kelPythonSetArgv(args);
+    return runFile(path);
 }

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# Checks the include rules of README.md ("Layers"): no OS header outside
+# Checks the include rules of README.md ("Layout"): no OS header outside
 # platform/, host/ and the test, benchmark and fuzz programs, no Python.h
-# outside script/, and no include that points up the layer list. Prints each offending line and fails when there is one.
+# outside script/, and no include that points up the layer list. Prints each
+# offending line and fails when there is one.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 

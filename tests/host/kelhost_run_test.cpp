@@ -1,7 +1,7 @@
 // kelhost run, exec and console as a real process: exit statuses, what the
 // user sees of failures, scripts that try to end the process, command calls,
 // characters beyond U+FFFF, awkward file and directory names, record and
-// replay.
+// replay, options before and after the sub-command.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -111,6 +111,25 @@ TEST_F(KelhostRunTest, CharactersBeyondTheBasicPlaneRoundTrip)
     }
 }
 
+TEST_F(KelhostRunTest, BrokenUtf8ReadsTheSameFromAFileAndFromTheCommandLine)
+{
+    // Each byte outside valid UTF-8 is one U+FFFD, whichever road the text takes.
+    const struct {
+        const char* bytes;
+        const char* shown;
+    } cases[] = {{"\xe2\x82", "'\\ufffd\\ufffd'\n"},
+                 {"\xed\xa0\x80", "'\\ufffd\\ufffd\\ufffd'\n"},
+                 {"a\xff" "b", "'a\\ufffdb'\n"},
+                 {"\xf0\x9f\x98\x80", "'\\U0001f600'\n"}};
+    for (const auto& c : cases) {
+        std::string text = std::string("print(ascii('") + c.bytes + "'))\n";
+        KelhostRun run = kelhost("run " + shellQuote(write("broken.py", text)));
+        KelhostRun exec = kelhost("exec " + shellQuote(text));
+        EXPECT_EQ(run.out, c.shown) << run.err;
+        EXPECT_EQ(exec.out, c.shown) << exec.err;
+    }
+}
+
 TEST_F(KelhostRunTest, AMacrosDirectoryWithQuotesSpacesAndLetters)
 {
     // None of the name may run as code or name another file.
@@ -158,6 +177,23 @@ TEST_F(KelhostRunTest, ConsoleModeShowsOutputAndErrorsLive)
     EXPECT_EQ(run.out, "out\n");
     EXPECT_EQ(run.err.rfind("err\nTraceback (most recent call last):\n", 0), 0u) << run.err;
     EXPECT_EQ(run.err.find("Python interpreter error"), std::string::npos) << run.err;
+}
+
+TEST_F(KelhostRunTest, OptionsComeBeforeOrAfterTheSubcommand)
+{
+    std::string text = shellQuote("print('out')\nsys.stderr.write('err\\n')\n1/0");
+    std::string record = shellQuote(dir.file("record.py"));
+    for (const std::string& arguments : {"--console exec " + text, "exec --console " + text,
+                                         "--record " + record + " --console exec " + text,
+                                         "--console exec --temp " + shellQuote(dir.path()) + " " + text}) {
+        KelhostRun run = kelhost(arguments);
+        EXPECT_EQ(run.status, 1) << arguments;
+        EXPECT_EQ(run.out, "out\n") << arguments;
+        EXPECT_EQ(run.err.rfind("err\nTraceback (most recent call last):\n", 0), 0u) << arguments << run.err;
+    }
+    EXPECT_TRUE(fs::exists(dir.file("record.py")));
+    // An option no sub-command knows is still refused.
+    EXPECT_EQ(kelhost("--nonsense exec " + text).status, 2);
 }
 
 TEST_F(KelhostRunTest, ARecordingReplaysToItselfAndRunsNothingElse)

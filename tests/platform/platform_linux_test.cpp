@@ -1,7 +1,6 @@
 // What only the Linux side of the OS seam can get wrong: native names of any
-// bytes, POSIX permissions, a temporary file without a name, the runtime-free
-// UTF-8 decoder's rules for broken sequences, and the message on standard
-// error.
+// bytes, POSIX permissions, a temporary file without a name, and the message
+// on standard error.
 #include "platform/platform.h"
 
 #include <gtest/gtest.h>
@@ -34,14 +33,6 @@ TEST(PlatformLinux, FilesGetOwnerPermissionsAndATemporaryOneNoName)
     ASSERT_NE(fd, -1);
     EXPECT_TRUE(fs::is_empty(dir.path()));
     kelClose(fd);
-}
-
-TEST(PlatformLinux, BrokenSequencesGiveOneReplacementPerMaximalPart)
-{
-    TempDir dir;
-    Pieces pieces = readBack(dir, "c\xed\xa0\x80" "d\xc3");
-    EXPECT_TRUE(pieces.ok);
-    EXPECT_EQ(pieces.joined, u"c\ufffd\ufffd\ufffd" "d\ufffd");
 }
 
 TEST(PlatformFiles, NativePathIsUtf8WithForwardSlashes)

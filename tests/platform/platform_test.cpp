@@ -1,5 +1,5 @@
-// The OS seam as every OS gives it: descriptor calls by wide path, the wide
-// text file read, the re-entrant lock and the process figures. What only one
+// The OS seam as every OS gives it: descriptor calls by wide path, the
+// whole-file read, the re-entrant lock and the process figures. What only one
 // OS can get wrong is in platform_<os>_test.cpp beside this file.
 #include "platform/platform.h"
 
@@ -107,47 +107,34 @@ TEST(PlatformProcess, CounterPidMemoryFiguresAndLibraries)
     EXPECT_FALSE(kelPromoteLibraryOf(&local));
 }
 
-TEST(WideTextFile, DecodesUtf8DropsTheMarkAndJoinsLineEnds)
+void appendBlock(void* context, const char* bytes, size_t length)
 {
-    TempDir dir;
-    const struct { std::string bytes; std::u16string text; } cases[] = {
-        {"\xef\xbb\xbfprint 1\r\nx = 2\r\n", u"print 1\nx = 2\n"},
-        {"a\rb\r\r\nc\r", u"a\rb\r\nc\r"},  // a lone CR stays, also at the very end
-        {"x\xef\xbb\xbf", u"x\ufeff"},      // a mark after the start stays
-        {"\xc3\xa9\xe6\x97\xa5\xf0\x9f\x98\x80", u"\u00e9\u65e5\U0001F600"},
-        // A broken sequence becomes U+FFFD; its valid beginning goes with it.
-        {"a\xff" "b\xe6\x97" "c", u"a\ufffd" "b\ufffd" "c"},
-        // CR LF and multi-byte sequences that straddle the reader's 64 KiB blocks.
-        {std::string(65535, 'c') + "\r\n\xe6\x97\xa5", std::u16string(65535, u'c') + u"\n\u65e5"},
-        {std::string(65534, 'c') + "\xe6\x97\xa5", std::u16string(65534, u'c') + u"\u65e5"},
-        {"\xef\xbb\xbf", u""},  // only the mark, or nothing, gives no piece
-        {"", u""},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(testing::PrintToString(c.bytes.substr(0, 20)));
-        Pieces pieces = readBack(dir, c.bytes);
-        EXPECT_TRUE(pieces.ok);
-        EXPECT_EQ(pieces.joined, c.text);
-        EXPECT_EQ(pieces.list.empty(), c.text.empty());
-    }
+    auto* blocks = static_cast<std::vector<std::string>*>(context);
+    blocks->emplace_back(bytes, length);
 }
 
-TEST(WideTextFile, PiecesEndAtLineFeedsOrAfter8193UnitsAndStopWhenAsked)
+TEST(ReadFile, GivesTheBytesAsTheyAreInBlocks)
 {
     TempDir dir;
-    Pieces pieces = readBack(dir, "one\ntwo\n" + std::string(20000, 'a') + "\ntail");
-    const std::u16string many(8193, u'a');
-    EXPECT_EQ(pieces.list, (std::vector<std::u16string>{u"one\n", u"two\n", many, many,
-                                                         std::u16string(20000 - 2 * 8193, u'a') + u"\n", u"tail"}));
-    // A surrogate pair is never cut between two pieces.
-    pieces = readBack(dir, std::string(8192, 'b') + "\xf0\x9f\x98\x80");
-    EXPECT_EQ(pieces.list, (std::vector<std::u16string>{std::u16string(8192, u'b'), u"\U0001F600"}));
-    EXPECT_EQ(readBack(dir, "1\n2\n3\n", 2).list.size(), 2u);
+    // Nothing is decoded or joined: a mark, CR LF, broken UTF-8 and zero bytes
+    // come back as they are, across the 64 KiB blocks.
+    const std::string bytes = "\xef\xbb\xbfa\r\nb\xe2\x82" + std::string(70000, 'c') + std::string("\0\xff", 2);
+    std::ofstream(dir.file("script.py"), std::ios::binary) << bytes;
+    std::vector<std::string> blocks;
+    EXPECT_TRUE(kelReadFile(wide(dir.file("script.py")).c_str(), appendBlock, &blocks));
+    std::string joined;
+    for (const std::string& block : blocks) {
+        EXPECT_LE(block.size(), 65536u);
+        joined += block;
+    }
+    EXPECT_EQ(joined, bytes);
 
-    Pieces none;
-    EXPECT_FALSE(kelReadWideTextFile(wide(dir.file("missing.py")).c_str(), Pieces::take, &none));
-    EXPECT_FALSE(kelReadWideTextFile(wide(dir.path()).c_str(), Pieces::take, &none));  // a directory
-    EXPECT_TRUE(none.list.empty());
+    std::ofstream(dir.file("empty.py"), std::ios::binary).flush();
+    blocks.clear();
+    EXPECT_TRUE(kelReadFile(wide(dir.file("empty.py")).c_str(), appendBlock, &blocks));
+    EXPECT_FALSE(kelReadFile(wide(dir.file("missing.py")).c_str(), appendBlock, &blocks));
+    EXPECT_FALSE(kelReadFile(wide(dir.path()).c_str(), appendBlock, &blocks));  // a directory
+    EXPECT_TRUE(blocks.empty());
 }
 
 TEST(CriticalSection, IsReentrantAndExcludesOtherThreads)

@@ -50,9 +50,12 @@ TEST(PlatformWindows, NamesBeyondTheBasicPlaneGoThroughTheWideCalls)
     char back[16] = {};
     EXPECT_EQ(kelRead(fd, back, sizeof back), 8);
     kelClose(fd);
-    Pieces pieces;
-    EXPECT_TRUE(kelReadWideTextFile(path.c_str(), Pieces::take, &pieces));
-    EXPECT_EQ(pieces.joined, u"one\ntwo");
+    std::string whole;
+    auto append = [](void* context, const char* bytes, size_t length) {
+        static_cast<std::string*>(context)->append(bytes, length);
+    };
+    EXPECT_TRUE(kelReadFile(path.c_str(), append, &whole));
+    EXPECT_EQ(whole, "one\r\ntwo");
     EXPECT_EQ(kelWUnlink(path.c_str()), 0);
     EXPECT_TRUE(fs::is_empty(dir.path()));
 }

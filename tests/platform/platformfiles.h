@@ -1,14 +1,10 @@
-// Helpers of the platform tests: wide forms of test paths, whole-file reads,
-// and the pieces that kelReadWideTextFile hands out.
+// Helpers of the platform tests: wide forms of test paths and whole-file
+// reads.
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <cstdint>
 #include <fstream>
 #include <iterator>
 #include <string>
-#include <vector>
 
 #include "platform/platform.h"
 #include "tests/support/testprovider.h"
@@ -32,30 +28,4 @@ inline std::string readAll(const std::string& path)
 {
     std::ifstream in(path, std::ios::binary);
     return std::string(std::istreambuf_iterator<char>(in), {});
-}
-
-struct Pieces {
-    std::vector<std::u16string> list;
-    std::u16string joined;
-    size_t stopAfter = SIZE_MAX;
-    bool ok = false;
-
-    static bool take(void* context, const char16_t* units, size_t length)
-    {
-        auto* self = static_cast<Pieces*>(context);
-        EXPECT_EQ(units[length], u'\0');
-        self->list.emplace_back(units, length);
-        self->joined += self->list.back();
-        return self->list.size() < self->stopAfter;
-    }
-};
-
-// Writes `bytes` to a file and reads it back through kelReadWideTextFile.
-inline Pieces readBack(const TempDir& dir, const std::string& bytes, size_t stopAfter = SIZE_MAX)
-{
-    std::ofstream(dir.file("script.py"), std::ios::binary) << bytes;
-    Pieces pieces;
-    pieces.stopAfter = stopAfter;
-    pieces.ok = kelReadWideTextFile(wide(dir.file("script.py")).c_str(), Pieces::take, &pieces);
-    return pieces;
 }
