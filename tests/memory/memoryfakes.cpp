@@ -1,6 +1,8 @@
 // The shared fakes of the memory tests.
 #include "tests/memory/memoryfakes.h"
 
+#include <gtest/gtest.h>
+
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -90,7 +92,13 @@ MemoryHost::MemoryHost(const std::string& directory)
 
 std::string fixedDirectory(const std::string& name)
 {
-    std::filesystem::path path = std::filesystem::current_path() / ("memory-test-" + name);
+    // Named after the running test as well: ctest runs the tests of one
+    // fixture side by side, and a death test's child must find the same name.
+    const testing::TestInfo* test = testing::UnitTest::GetInstance()->current_test_info();
+    std::string unique = "memory-test-" + name;
+    if (test)
+        unique = unique + "-" + test->test_suite_name() + "." + test->name();
+    std::filesystem::path path = std::filesystem::current_path() / unique;
     std::error_code ignored;
     std::filesystem::remove_all(path, ignored);
     std::filesystem::create_directories(path);

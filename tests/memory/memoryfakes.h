@@ -137,9 +137,10 @@ public:
     FakeDataStore store;
 };
 
-// A directory whose name depends only on `name` and the working directory, so
-// that the child of a death test finds the one its parent will read. Emptied
-// on construction.
+// A directory whose name depends only on `name`, the running test and the
+// working directory, so that the child of a death test finds the one its
+// parent will read, and tests run side by side never share one. Emptied on
+// construction.
 std::string fixedDirectory(const std::string& name);
 // The whole file; std::ios::in reads it in the platform's text mode, the way
 // a text stream wrote it (CR LF on Windows).
