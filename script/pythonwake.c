@@ -26,5 +26,5 @@ void kelPythonWakeEvalLoop(void)
 {
     PyInterpreterState* main = wakeable;
     if (main)
-        _Py_atomic_store_relaxed(&main->ceval.eval_breaker, 1);
+        _Py_atomic_store(&main->ceval.eval_breaker, 1);  /* after the trip PyErr_SetInterrupt made */
 }
