@@ -1,127 +1,155 @@
-// Ctrl-C during a script run, delivered into the script by a watcher thread.
+// Ctrl-C and --timeout during a script run, delivered through the component's
+// kelInterruptScript on the script's own thread.
 #include "host/hostinterrupt.h"
 
-#include <dlfcn.h>
-#include <semaphore.h>
-
 #include <pthread.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
-#include <cstdint>
+#include <chrono>
+#include <condition_variable>
+#include <cstdio>
+#include <mutex>
+#include <string>
 #include <thread>
+
+#include "host/hostsignals.h"
+#include "host/kelhost_app.h"
+#include "platform/platform.h"
 
 namespace {
 
-// The few interpreter functions needed, found in the process at run time:
-// the host itself links no Python.
-using AddPendingCall = int (*)(int (*)(void*), void*);
-using SetNone = void (*)(void*);
-using GilEnsure = int (*)();
-using GilRelease = void (*)(int);
+// What the handler calls, and the thread that runs the script.
+std::atomic<KelInterruptScriptFunction> interruptScript{nullptr};
+pthread_t scriptThread;
 
-struct Interpreter {
-    AddPendingCall addPendingCall = nullptr;
-    SetNone setNone = nullptr;
-    void** keyboardInterrupt = nullptr;  // the address of PyExc_KeyboardInterrupt
-    GilEnsure gilEnsure = nullptr;
-    GilRelease gilRelease = nullptr;
-};
-
-// Each run has a number, so that a request that reaches the interpreter only
-// after its run has ended is dropped instead of breaking a later run.
-std::atomic<bool> runActive{false};
-std::atomic<uintptr_t> currentRun{0};
-sem_t wakeUp;
-
-const Interpreter& interpreter()
-{
-    static const Interpreter found = [] {
-        Interpreter python;
-        python.addPendingCall = reinterpret_cast<AddPendingCall>(dlsym(RTLD_DEFAULT, "Py_AddPendingCall"));
-        python.setNone = reinterpret_cast<SetNone>(dlsym(RTLD_DEFAULT, "PyErr_SetNone"));
-        python.keyboardInterrupt = static_cast<void**>(dlsym(RTLD_DEFAULT, "PyExc_KeyboardInterrupt"));
-        python.gilEnsure = reinterpret_cast<GilEnsure>(dlsym(RTLD_DEFAULT, "PyGILState_Ensure"));
-        python.gilRelease = reinterpret_cast<GilRelease>(dlsym(RTLD_DEFAULT, "PyGILState_Release"));
-        return python;
-    }();
-    return found;
-}
-
-bool interpreterFound()
-{
-    const Interpreter& python = interpreter();
-    return python.addPendingCall && python.setNone && python.keyboardInterrupt && python.gilEnsure &&
-           python.gilRelease;
-}
-
-// Runs on the interpreter's thread between two of its steps.
-int raiseInterrupt(void* run)
-{
-    if (!runActive.load() || currentRun.load() != reinterpret_cast<uintptr_t>(run))
-        return 0;
-    interpreter().setNone(*interpreter().keyboardInterrupt);
-    return -1;
-}
-
+// Async-signal-safe: a signal that lands on another thread (a thread the
+// script started) goes on to the script's thread, where it wakes a sleeping
+// system call.
 void onInterrupt(int)
 {
-    sem_post(&wakeUp);  // async-signal-safe
+    int savedErrno = errno;
+    if (!pthread_equal(pthread_self(), scriptThread))
+        pthread_kill(scriptThread, SIGINT);
+    else if (KelInterruptScriptFunction interrupt = interruptScript.load())
+        interrupt();
+    errno = savedErrno;
 }
 
-// Py_AddPendingCall takes a lock, so it is called here, not in the handler.
-// A request from another thread is only noticed when the interpreter looks
-// at its pending work, so the watcher then asks for the interpreter lock:
-// the running script hands it over at its next step and finds the request.
-void watch()
+// Ends kelhost when a script outlived its timeout and the grace period.
+[[noreturn]] void abandonRun(double timeoutSeconds)
 {
-    for (;;) {
-        while (sem_wait(&wakeUp) != 0 && errno == EINTR) {
-        }
-        if (!runActive.load())
-            continue;
-        const Interpreter& python = interpreter();
-        python.addPendingCall(raiseInterrupt, reinterpret_cast<void*>(currentRun.load()));
-        python.gilRelease(python.gilEnsure());
+    char message[200];
+    int length = std::snprintf(message, sizeof message,
+                               "kelhost: the script did not stop within %d seconds after --timeout %g; kelhost "
+                               "ends\n",
+                               kelHostTimeoutGraceSeconds, timeoutSeconds);
+    kelHostRemoveRunErrorFile();
+    if (length > 0 && write(STDERR_FILENO, message, static_cast<size_t>(length)) < 0) {
+        // Nothing more can be told.
     }
-}
-
-void startWatcher()
-{
-    static const bool started = [] {
-        sem_init(&wakeUp, 0, 0);
-        // The watcher never takes SIGINT itself: the handler runs on the
-        // interpreter's thread.
-        sigset_t interrupt, previous;
-        sigemptyset(&interrupt);
-        sigaddset(&interrupt, SIGINT);
-        pthread_sigmask(SIG_BLOCK, &interrupt, &previous);
-        std::thread(watch).detach();
-        pthread_sigmask(SIG_SETMASK, &previous, nullptr);
-        return true;
-    }();
-    (void)started;
+    _exit(kelHostTimeoutStatus);
 }
 
 }  // namespace
 
-HostInterruptScope::HostInterruptScope()
+// Sends SIGINT to the script's thread when the time is up and every second
+// after; gives up after the grace period.
+class HostInterruptScope::Timer {
+public:
+    // `target` null: the time is only watched (nobody would catch the signal).
+    Timer(double seconds, const pthread_t* target) : seconds_(seconds), signals_(target != nullptr)
+    {
+        // The timer thread never takes SIGINT itself.
+        sigset_t interrupt, previous;
+        sigemptyset(&interrupt);
+        sigaddset(&interrupt, SIGINT);
+        pthread_sigmask(SIG_BLOCK, &interrupt, &previous);
+        if (target)
+            target_ = *target;
+        thread_ = std::thread([this] { watch(); });
+        pthread_sigmask(SIG_SETMASK, &previous, nullptr);
+    }
+    ~Timer()
+    {
+        {
+            std::lock_guard<std::mutex> lock(mutex_);
+            stop_ = true;
+        }
+        wake_.notify_all();
+        thread_.join();
+    }
+    bool fired() const { return fired_.load(); }
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    void watch()
+    {
+        std::unique_lock<std::mutex> lock(mutex_);
+        const Clock::time_point deadline =
+            Clock::now() + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds_));
+        if (wake_.wait_until(lock, deadline, [this] { return stop_; }))
+            return;
+        fired_.store(true);
+        const Clock::time_point giveUp = deadline + std::chrono::seconds(kelHostTimeoutGraceSeconds);
+        for (;;) {
+            if (signals_)
+                pthread_kill(target_, SIGINT);
+            const Clock::time_point next = std::min(Clock::now() + std::chrono::seconds(1), giveUp);
+            if (wake_.wait_until(lock, next, [this] { return stop_; }))
+                return;
+            if (Clock::now() >= giveUp)
+                abandonRun(seconds_);
+        }
+    }
+
+    const double seconds_;
+    const bool signals_;
+    pthread_t target_{};
+    std::mutex mutex_;
+    std::condition_variable wake_;
+    bool stop_ = false;
+    std::atomic<bool> fired_{false};
+    std::thread thread_;
+};
+
+KelInterruptScriptFunction kelHostInterruptFunction(KelHost& host)
 {
-    if (!interpreterFound())
-        return;
-    startWatcher();
-    struct sigaction action {};
-    action.sa_handler = onInterrupt;
-    sigemptyset(&action.sa_mask);
-    installed_ = sigaction(SIGINT, &action, &previous_) == 0;
-    ++currentRun;
-    runActive.store(installed_);
+    // The loader gives the library the host already loaded.
+    char reason[256] = {};
+    void* library = host.component() ? kelLoadLibrary(host.componentPath().c_str(), reason, sizeof reason) : nullptr;
+    return library ? reinterpret_cast<KelInterruptScriptFunction>(kelLibrarySymbol(library, kelInterruptScriptName))
+                   : nullptr;
+}
+
+HostInterruptScope::HostInterruptScope(KelInterruptScriptFunction interrupt, double timeoutSeconds)
+{
+    if (interrupt) {
+        scriptThread = pthread_self();
+        enclosing_ = interruptScript.exchange(interrupt);
+        struct sigaction action {};
+        action.sa_handler = onInterrupt;
+        sigemptyset(&action.sa_mask);
+        installed_ = sigaction(SIGINT, &action, &previous_) == 0;
+    }
+    if (timeoutSeconds > 0) {
+        const pthread_t self = pthread_self();
+        timer_ = std::make_unique<Timer>(timeoutSeconds, installed_ ? &self : nullptr);
+    }
 }
 
 HostInterruptScope::~HostInterruptScope()
 {
-    if (!installed_)
-        return;
-    runActive.store(false);
-    sigaction(SIGINT, &previous_, nullptr);
+    timer_.reset();
+    if (installed_)
+        sigaction(SIGINT, &previous_, nullptr);
+    interruptScript.store(enclosing_);
+}
+
+bool HostInterruptScope::timedOut() const
+{
+    return timer_ && timer_->fired();
 }

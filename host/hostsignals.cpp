@@ -26,16 +26,21 @@ bool openHere(const struct stat& file)
 
 void onTerminate(int signalNumber)
 {
-    struct stat file;
-    for (const char* path : errorFilePaths) {
-        if (path[0] && lstat(path, &file) == 0 && S_ISREG(file.st_mode) && openHere(file))
-            unlink(path);
-    }
+    kelHostRemoveRunErrorFile();
     signal(signalNumber, SIG_DFL);
     raise(signalNumber);
 }
 
 }  // namespace
+
+void kelHostRemoveRunErrorFile()
+{
+    struct stat file;
+    for (const char* path : errorFilePaths) {
+        if (path[0] && lstat(path, &file) == 0 && S_ISREG(file.st_mode) && openHere(file))
+            unlink(path);
+    }
+}
 
 void kelHostInstallSignals(const std::string& macros)
 {

@@ -12,3 +12,7 @@
 
 // `macros`: the absolute native path of the engine's macros directory.
 void kelHostInstallSignals(const std::string& macros);
+
+// Async-signal-safe, from any thread: removes the engine's error file when
+// this process has it open (the run is being cut short).
+void kelHostRemoveRunErrorFile();

@@ -41,6 +41,7 @@ bool ScriptRunner::start()
         err_ << "kelhost: component '" << host_.componentPath() << "' has no Python interpreter" << std::endl;
         return false;
     }
+    interrupt_ = kelHostInterruptFunction(host_);
     interpreter_->bindCommands(scripting.commands());
     if (!options_.recordPath.empty())
         scripting.startRecording();
@@ -55,14 +56,29 @@ int32_t ScriptRunner::runFile(const std::string& path, const std::vector<std::st
     argv.push(KelCString(path.c_str()));
     for (const std::string& arg : args)
         argv.push(KelCString(arg.c_str()));
-    HostInterruptScope interruptible;
-    return python_->runFileWithArgs(kelHostWidePath(path), argv);
+    return interruptible([&] { return python_->runFileWithArgs(kelHostWidePath(path), argv); });
 }
 
 int32_t ScriptRunner::runText(const std::string& text)
 {
-    HostInterruptScope interruptible;
-    return interpreter_->runString(kelUnitsOfUtf8(text, KelBadByte::replace));
+    return interruptible([&] { return interpreter_->runString(kelUnitsOfUtf8(text, KelBadByte::replace)); });
+}
+
+template <class Run>
+int32_t ScriptRunner::interruptible(Run run)
+{
+    bool timedOut = false;
+    int32_t status = 0;
+    {
+        HostInterruptScope scope(interrupt_, options_.timeoutSeconds);
+        status = run();
+        timedOut = scope.timedOut();
+    }
+    if (!timedOut)
+        return status;
+    err_ << "kelhost: the script ran past --timeout " << options_.timeoutSeconds << " and was interrupted"
+         << std::endl;
+    return -1;
 }
 
 bool ScriptRunner::finish()

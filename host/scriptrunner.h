@@ -24,6 +24,7 @@ struct ScriptRunOptions {
     bool console = false;    // "Scripting/ShowScriptingConsole"
     bool debug = false;      // "Advanced/python debug"
     std::string recordPath;  // empty: no recording
+    double timeoutSeconds = 0;  // 0: none; see host/hostinterrupt.h
 };
 
 class ScriptRunner {
@@ -33,7 +34,8 @@ public:
     // Creates the interpreter and binds the commands; false (with a message on
     // `err`) when the component has no interpreter.
     bool start();
-    // The interpreter's status: 0 or -1.
+    // The interpreter's status: 0 or -1 (also when the run outlived its
+    // timeout, which is then told on `err`). Ctrl-C interrupts the script.
     int32_t runFile(const std::string& path, const std::vector<std::string>& args);
     int32_t runText(const std::string& text);
     // Writes the recording, when there is one; false (with a message) when
@@ -41,12 +43,16 @@ public:
     bool finish();
 
 private:
+    template <class Run>
+    int32_t interruptible(Run run);
+
     KelHost& host_;
     ScriptRunOptions options_;
     std::ostream& out_;
     std::ostream& err_;
     IScriptInterpreter* interpreter_ = nullptr;         // borrowed; the registry keeps it
     IPythonScriptInterpreter* python_ = nullptr;       // borrowed
+    void (*interrupt_)() = nullptr;                    // the component's kelInterruptScript
 };
 
 // The exit status of kelhost for an interpreter status: 0 for 0, 1 otherwise.

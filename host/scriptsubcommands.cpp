@@ -23,6 +23,17 @@ void addRunOptions(CLI::App* command, ScriptRunOptions& options)
                         "Keep every executed host command and write them as a script to this file");
 }
 
+// --timeout: see host/hostinterrupt.h and README "Using kelhost".
+void addTimeoutOption(CLI::App* command, ScriptRunOptions& options)
+{
+    command
+        ->add_option("--timeout", options.timeoutSeconds,
+                     "Interrupt the script (KeyboardInterrupt) when it runs longer than this, and every second "
+                     "after; end kelhost with status 3 when it has not stopped 5 seconds later")
+        ->type_name("SECONDS")
+        ->check(CLI::PositiveNumber);
+}
+
 // Runs `body` on a started runner and turns its status into the exit status.
 template <class Body>
 int withRunner(KelHost& host, const ScriptRunOptions& options, Body body)
@@ -69,6 +80,7 @@ void addScriptCommands(CLI::App& app, KelHostOptions& options)
 
     CLI::App* run = app.add_subcommand("run", "Run a Python script file with arguments");
     addRunOptions(run, state->options);
+    addTimeoutOption(run, state->options);
     run->add_option("file", state->file, "The script file")->required();
     run->add_option("args", state->args, "Arguments for the script (sys.argv[1:])");
     run->callback([&options, state] {
@@ -86,6 +98,7 @@ void addScriptCommands(CLI::App& app, KelHostOptions& options)
 
     CLI::App* exec = app.add_subcommand("exec", "Run a Python text");
     addRunOptions(exec, state->options);
+    addTimeoutOption(exec, state->options);
     exec->add_option("text", state->text, "The statements to run")->required();
     exec->callback([&options, state] {
         options.action = [state](KelHost& host) {

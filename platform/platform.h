@@ -142,6 +142,17 @@ void kelCriticalSectionInit(KelCriticalSection* section);
 void kelCriticalSectionEnter(KelCriticalSection* section);
 void kelCriticalSectionLeave(KelCriticalSection* section);
 
+// The process's Ctrl-C disposition (SIGINT), kept across code that would
+// take it: the embedded interpreter's signal module puts its own handler in
+// place when it is imported and when a handler is set. Save before, restore
+// after, on the same thread; in between a Ctrl-C waits (POSIX: SIGINT is
+// blocked on this thread) and then meets the restored disposition.
+struct KelInterruptDisposition {
+    alignas(8) unsigned char storage[512];
+};
+void kelSaveInterruptDisposition(KelInterruptDisposition* saved);
+void kelRestoreInterruptDisposition(const KelInterruptDisposition* saved);
+
 // A monotonic high-resolution counter; only differences and uniqueness matter.
 long long kelPerformanceCounter();
 unsigned kelProcessId();

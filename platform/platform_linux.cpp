@@ -10,6 +10,7 @@
 #include <fcntl.h>
 #include <linux/futex.h>
 #include <pthread.h>
+#include <signal.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -387,6 +388,36 @@ void kelCriticalSectionLeave(KelCriticalSection* section)
         return;
     s->owner.store(0, std::memory_order_relaxed);
     releaseWord(s->word);
+}
+
+// ---- Ctrl-C disposition ----------------------------------------------------
+
+namespace {
+
+struct InterruptDisposition {
+    struct sigaction action;
+    sigset_t mask;  // this thread's mask before SIGINT was blocked
+};
+static_assert(sizeof(InterruptDisposition) <= sizeof(KelInterruptDisposition::storage),
+              "the disposition must fit its storage");
+
+}  // namespace
+
+void kelSaveInterruptDisposition(KelInterruptDisposition* saved)
+{
+    auto* disposition = new (saved->storage) InterruptDisposition;
+    sigset_t interrupt;
+    sigemptyset(&interrupt);
+    sigaddset(&interrupt, SIGINT);
+    pthread_sigmask(SIG_BLOCK, &interrupt, &disposition->mask);
+    sigaction(SIGINT, nullptr, &disposition->action);
+}
+
+void kelRestoreInterruptDisposition(const KelInterruptDisposition* saved)
+{
+    const auto* disposition = std::launder(reinterpret_cast<const InterruptDisposition*>(saved->storage));
+    sigaction(SIGINT, &disposition->action, nullptr);
+    pthread_sigmask(SIG_SETMASK, &disposition->mask, nullptr);
 }
 
 // ---- counter, process, memory ----------------------------------------------

@@ -10,6 +10,7 @@
 #include <aclapi.h>
 
 #include <fcntl.h>
+#include <signal.h>
 #include <io.h>
 #include <sys/stat.h>
 
@@ -447,6 +448,32 @@ size_t kelCurrentDirectory(char* out, size_t capacity)
         return 0;
     }
     return kelNativePath(reinterpret_cast<const char16_t*>(directory.data()), out, capacity);
+}
+
+// ---- Ctrl-C disposition ----------------------------------------------------
+
+namespace {
+
+using InterruptHandler = void (*)(int);
+
+}  // namespace
+
+// The runtime's signal() is the only way to read a disposition, and it sets
+// one (ignoring, for that moment): what it gave back is set again at once.
+void kelSaveInterruptDisposition(KelInterruptDisposition* saved)
+{
+    InterruptHandler previous = signal(SIGINT, SIG_IGN);
+    if (previous != SIG_ERR)
+        signal(SIGINT, previous);
+    std::memcpy(saved->storage, &previous, sizeof previous);
+}
+
+void kelRestoreInterruptDisposition(const KelInterruptDisposition* saved)
+{
+    InterruptHandler previous;
+    std::memcpy(&previous, saved->storage, sizeof previous);
+    if (previous != SIG_ERR)
+        signal(SIGINT, previous);
 }
 
 #endif  // _WIN32

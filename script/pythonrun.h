@@ -23,11 +23,18 @@ enum class KelPythonStart { started, alreadyUp, failed };
 // Starts Python when nobody has yet: makes the interpreter library's symbols
 // visible to the extension modules that Python loads later, starts it in
 // UTF-8 mode, isolated from the PYTHON* variables and the user site unless
-// `useEnvironment`, without signal handlers of its own, and runs the coding
-// line. A failed start fills `failure` with Python's reason; from then on
+// `useEnvironment`, without signal handlers of its own, runs the coding line
+// and puts the interrupt handler in place (kelPythonSignalInterrupt). A
+// failed start fills `failure` with Python's reason; from then on
 // kelPythonUsable is false. Python's own out-of-memory failure ends in the
 // orderly out-of-memory stop.
 KelPythonStart kelPythonStart(bool useEnvironment, std::string* failure);
+// Async-signal-safe, from any thread: makes Python call its SIGINT handler at
+// its next step. kelPythonStart puts the component's handler into Python's
+// own table (the process's SIGINT disposition stays as it was); it raises
+// KeyboardInterrupt when kelInterruptDue says so. Nothing happens when
+// Python was not started here or the handler could not be set.
+void kelPythonSignalInterrupt();
 // True while Python is up and was not left half-started by a failed start.
 bool kelPythonUsable();
 // Stops Python (the interpreter object's last release).

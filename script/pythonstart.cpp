@@ -6,6 +6,11 @@
 // may opt in to the environment. Python installs no signal handlers: SIGINT,
 // SIGPIPE and the rest stay the host's. Every step's status is checked, and a
 // failed start is remembered so that no later call touches Python.
+//
+// Interrupting a run: Python's PyErr_SetInterrupt (async-signal-safe) acts
+// only when Python's own handler table holds a function for SIGINT, so the
+// component puts one there, with the process's disposition kept as it was.
+#include <atomic>
 #include <cstring>
 #include <string>
 
@@ -13,10 +18,26 @@
 #include "platform/platform.h"
 #include "script/pyref.h"
 #include "script/pythonrun.h"
+#include "script/pythonwake.h"
+#include "script/scriptinterrupt.h"
 
 namespace {
 
 bool startFailed = false;
+std::atomic<bool> interruptHandlerInstalled{false};
+
+// Python's SIGINT handler (handler(signum, frame)), on Python's thread.
+PyObject* interruptHandler(PyObject*, PyObject*)
+{
+    if (!kelInterruptDue())
+        Py_RETURN_NONE;
+    PyErr_SetNone(PyExc_KeyboardInterrupt);
+    return nullptr;
+}
+
+PyMethodDef interruptHandlerRow = {"_kelInterruptHandler", interruptHandler, METH_VARARGS, nullptr};
+
+void installInterruptHandler();
 
 // The reason for a failed status; Python's own out-of-memory failure takes
 // the component's orderly road instead of coming back.
@@ -74,6 +95,7 @@ KelPythonStart kelPythonStart(bool useEnvironment, std::string* failure)
         return KelPythonStart::failed;
     }
     kelPythonRunText("# -*- coding: utf-8 -*-\n");
+    installInterruptHandler();
     return KelPythonStart::started;
 }
 
@@ -84,8 +106,10 @@ bool kelPythonUsable()
 
 void kelPythonStop()
 {
-    if (kelPythonUsable())
-        Py_Finalize();
+    if (!kelPythonUsable())
+        return;
+    interruptHandlerInstalled.store(false);  // the interpreter's state goes now
+    Py_Finalize();
 }
 
 void kelPythonAliasUnicode()
@@ -93,4 +117,37 @@ void kelPythonAliasUnicode()
     PyRef builtins = PyRef::steal(PyImport_ImportModule("builtins"));  // new reference
     if (!builtins || PyObject_SetAttrString(builtins.get(), "unicode", reinterpret_cast<PyObject*>(&PyUnicode_Type)))
         PyErr_Clear();
+}
+
+namespace {
+
+void installInterruptHandler()
+{
+    PyRef handler = PyRef::steal(PyCFunction_New(&interruptHandlerRow, nullptr));  // new reference
+    // Importing the signal module and setting a handler both put Python's
+    // own handler into the process's SIGINT disposition.
+    KelInterruptDisposition disposition;
+    kelSaveInterruptDisposition(&disposition);
+    PyRef module = handler ? PyRef::steal(PyImport_ImportModule("signal")) : PyRef();               // new reference
+    PyRef number = module ? PyRef::steal(PyObject_GetAttrString(module.get(), "SIGINT")) : PyRef();  // new reference
+    PyRef previous = number ? PyRef::steal(PyObject_CallMethod(module.get(), "signal", "OO", number.get(),
+                                                               handler.get()))
+                            : PyRef();  // new reference
+    kelRestoreInterruptDisposition(&disposition);
+    if (!previous) {
+        PyErr_Clear();  // no interrupting, the rest works
+        return;
+    }
+    kelPythonPrepareWake();
+    interruptHandlerInstalled.store(true);
+}
+
+}  // namespace
+
+void kelPythonSignalInterrupt()
+{
+    if (!interruptHandlerInstalled.load())
+        return;
+    PyErr_SetInterrupt();
+    kelPythonWakeEvalLoop();
 }

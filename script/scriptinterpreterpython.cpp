@@ -22,6 +22,7 @@
 #include "script/pythonrun.h"
 #include "script/pythontexts.h"
 #include "script/scripterrorfile.h"
+#include "script/scriptinterrupt.h"
 #include "text/pythonliteral.h"
 #include "text/utf16text.h"
 
@@ -422,6 +423,7 @@ int32_t ScriptInterpreterPython::runFile(const KelWideString& path)
         return 0;
     if (!kelPythonUsable())
         return -1;
+    KelScriptRun scriptRun;
     bindCommands(commands);
     bool console = kelSettingOn("Scripting/ShowScriptingConsole");
     std::optional<ScriptErrorFile> errorFile;
@@ -440,7 +442,12 @@ int32_t ScriptInterpreterPython::runFile(const KelWideString& path)
         if (kelSettingOn("Advanced/python debug")) {
             int status = 0;
             kelPythonTakeRunFailure();  // what an earlier run left
-            if (kelPythonRunFile(path, &status))
+            bool ran = false;
+            {
+                KelScriptRun::Executing executing(scriptRun);
+                ran = kelPythonRunFile(path, &status);
+            }
+            if (ran)
                 result = kelPythonTakeRunFailure() || kelPythonFlushOutput() != 0 ? -1 : status;
         } else {
             result = ScriptInterpreter::runFile(path);
@@ -462,6 +469,7 @@ int32_t ScriptInterpreterPython::runString(const KelWideString& text)
         return 0;
     if (!kelPythonUsable())
         return -1;
+    KelScriptRun scriptRun;
     bool console = kelSettingOn("Scripting/ShowScriptingConsole");
     std::optional<ScriptErrorFile> errorFile;
     bool installed = false;
@@ -475,7 +483,9 @@ int32_t ScriptInterpreterPython::runString(const KelWideString& text)
     int32_t result = -1;
     kelPythonTakeRunFailure();  // what an earlier run left
     try {
-        result = kelPythonRunText(kelUtf8OfUnits(text.chars(), KelLoneSurrogate::threeBytes).c_str());
+        std::string source = kelUtf8OfUnits(text.chars(), KelLoneSurrogate::threeBytes);
+        KelScriptRun::Executing executing(scriptRun);
+        result = kelPythonRunText(source.c_str());
     } catch (...) {
         result = -1;
     }

@@ -19,6 +19,29 @@ struct KelhostRun {
 // environment).
 KelhostRun runKelhost(const std::string& arguments, const std::string& input = "", const std::string& prefix = "");
 
+// kelhost running while the test acts on it: its standard input is a pipe
+// the test writes to, its output goes to files the test can look at.
+class KelhostProcess {
+public:
+    explicit KelhostProcess(const std::string& arguments);
+    ~KelhostProcess();  // kills the program when it still runs
+    KelhostProcess(const KelhostProcess&) = delete;
+    KelhostProcess& operator=(const KelhostProcess&) = delete;
+
+    void input(const std::string& text);
+    void closeInput();
+    // True once the standard output holds `text`; false after 30 seconds.
+    bool waitForOutput(const std::string& text);
+    void signal(int number);
+    // Waits for the end (at most 60 seconds, then kills it).
+    KelhostRun finish();
+
+private:
+    TempDir dir_;
+    int pid_ = -1;
+    int input_ = -1;
+};
+
 std::string shellQuote(const std::string& text);
 std::string readFile(const std::string& path);  // the whole file, "" when absent
 

@@ -1,10 +1,13 @@
 // What only the Linux side of the OS seam can get wrong: native names of any
-// bytes, POSIX permissions, a temporary file without a name, and the message
-// on standard error.
+// bytes, POSIX permissions, a temporary file without a name, the message on
+// standard error, and the Ctrl-C disposition kept across foreign code.
 #include "platform/platform.h"
 
 #include <gtest/gtest.h>
 
+#include <signal.h>
+
+#include <atomic>
 #include <filesystem>
 #include <string>
 #include <utility>
@@ -77,6 +80,34 @@ TEST(PlatformProcess, OutOfMemoryMessageGoesToStandardErrorAsUtf8)
     testing::internal::CaptureStderr();
     kelShowOutOfMemoryMessage(u"Line one.\nStra\u00dfe \U0001F600", u"Out of Memory");
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "Out of Memory: Line one.\nStra\xc3\x9f" "e \xf0\x9f\x98\x80\n");
+}
+
+std::atomic<int> hostInterrupts{0};
+void hostHandler(int)
+{
+    ++hostInterrupts;
+}
+void foreignHandler(int) {}
+
+TEST(PlatformProcess, InterruptDispositionComesBackAndACtrlCInBetweenWaitsForIt)
+{
+    struct sigaction host {}, foreign {}, previous {}, now {};
+    host.sa_handler = hostHandler;
+    foreign.sa_handler = foreignHandler;
+    ASSERT_EQ(sigaction(SIGINT, &host, &previous), 0);
+    KelInterruptDisposition saved;
+    kelSaveInterruptDisposition(&saved);
+    sigaction(SIGINT, &foreign, nullptr);  // what the code in between does
+    raise(SIGINT);
+    EXPECT_EQ(hostInterrupts.load(), 0);
+    kelRestoreInterruptDisposition(&saved);
+    EXPECT_EQ(hostInterrupts.load(), 1);  // delivered to the host's handler, once it is back
+    sigaction(SIGINT, nullptr, &now);
+    EXPECT_EQ(now.sa_handler, hostHandler);
+    sigset_t mask;
+    pthread_sigmask(SIG_SETMASK, nullptr, &mask);
+    EXPECT_FALSE(sigismember(&mask, SIGINT));
+    sigaction(SIGINT, &previous, nullptr);
 }
 
 }  // namespace

@@ -1,10 +1,13 @@
 // What only the Windows side of the OS seam can get wrong: names beyond
 // U+FFFF through the wide calls, the UTF-8 form of native paths with their
 // backslashes, drive letters and UNC names, the program and its libraries,
-// and the run's own files with their directory lock.
+// the run's own files with their directory lock, and the Ctrl-C disposition
+// kept across foreign code.
 #include "platform/platform.h"
 
 #include <gtest/gtest.h>
+
+#include <signal.h>
 
 #include <filesystem>
 #include <string>
@@ -150,6 +153,19 @@ TEST(PlatformWindows, OwnFilesAndTheDirectoryLock)
     char current[1024];
     size_t length = kelCurrentDirectory(current, sizeof current);
     EXPECT_EQ(std::string(current, length), fs::current_path().string());
+}
+
+void hostHandler(int) {}
+void foreignHandler(int) {}
+
+TEST(PlatformWindows, InterruptDispositionComesBack)
+{
+    auto previous = signal(SIGINT, hostHandler);
+    KelInterruptDisposition saved;
+    kelSaveInterruptDisposition(&saved);
+    EXPECT_EQ(signal(SIGINT, foreignHandler), hostHandler);  // saving left it in place
+    kelRestoreInterruptDisposition(&saved);
+    EXPECT_EQ(signal(SIGINT, previous), hostHandler);
 }
 
 }  // namespace
