@@ -7,7 +7,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "host/scriptrunner.h"
+#include "host/consolestatement.h"
 #include "tests/host/kelhostrun.h"
 
 namespace {
