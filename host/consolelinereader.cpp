@@ -219,6 +219,7 @@ ConsoleLineReader::Result ConsoleLineReader::read(const std::string& prompt, con
     lineDone = false;
     enteredLine = nullptr;
     std::fflush(stdout);
+    takeSignals();  // a Ctrl-C that came as the last line ended belonged to it
     Result result;
     {
         SignalsToPipe signals;

@@ -184,7 +184,7 @@ TEST_F(KelhostConsoleTest, BlocksStartWithTheirIndentationTyped)
     leave(*c);
 }
 
-TEST_F(KelhostConsoleTest, CtrlCDropsTheLineOrBlockAndCtrlDLeaves)
+TEST_F(KelhostConsoleTest, CtrlCDropsTheLineOrBlockOrEndsTheStatementAndCtrlDLeaves)
 {
     auto c = console();
     enter(*c, "x = 1");
@@ -197,6 +197,13 @@ TEST_F(KelhostConsoleTest, CtrlCDropsTheLineOrBlockAndCtrlDLeaves)
     c->send("\x03");
     EXPECT_TRUE(c->waitFor("\r\nKeyboardInterrupt\r\n>>> ")) << c->output();
     enterAndSee(*c, "print('x is', x)", "x is 1");
+    // While a statement runs, Ctrl-C is the script's KeyboardInterrupt, and
+    // the console goes on.
+    c->send("print('spinning', flush=True); exec('while True: pass')\r");
+    EXPECT_TRUE(c->waitFor("spinning\r\n")) << c->output();
+    c->send("\x03");
+    EXPECT_TRUE(c->waitFor("KeyboardInterrupt")) << c->output();
+    EXPECT_TRUE(c->waitFor(kPrompt)) << c->output();
     // Ctrl-D on a line that holds text does not leave.
     c->send("y = 3\x04");
     EXPECT_TRUE(c->waitFor("y = 3")) << c->output();
