@@ -78,16 +78,3 @@ std::string ConsoleStatement::nextIndentation() const
         return lastIndentation_ + (lastIndentation_.find('\t') != std::string::npos ? "\t" : "    ");
     return lastIndentation_;
 }
-
-bool scriptNeedsMoreLines(const std::string& buffer)
-{
-    ConsoleStatement statement;
-    size_t start = 0;
-    for (size_t end = buffer.find('\n'); end != std::string::npos; end = buffer.find('\n', start)) {
-        statement.addLine(buffer.substr(start, end - start));
-        start = end + 1;
-    }
-    if (start < buffer.size())
-        statement.addLine(buffer.substr(start));
-    return statement.needsMoreLines();
-}

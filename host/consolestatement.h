@@ -40,7 +40,3 @@ private:
     bool anyText_ = false;
     std::string lastIndentation_;
 };
-
-// True when `buffer` (lines, each ending in a line feed) is not yet a complete
-// statement; see ConsoleStatement::needsMoreLines.
-bool scriptNeedsMoreLines(const std::string& buffer);

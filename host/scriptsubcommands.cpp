@@ -99,8 +99,9 @@ void addScriptCommands(CLI::App& app, KelHostOptions& options)
 
     CLI::App* console = app.add_subcommand("console", "An interactive Python console");
     addRunOptions(console, state->options);
-    console->add_flag("--no-history{false}", state->console.history,
-                      "Neither read nor keep the history in the user's state directory");
+    console->add_flag_callback(
+        "--no-history", [state] { state->console.history = false; },
+        "Neither read nor keep the history in the user's state directory");
     console->callback([&options, state] {
         options.action = [state](KelHost& host) {
             return withRunner(host, state->options, [&host, state](ScriptRunner& runner) {

@@ -142,7 +142,7 @@ def complete(before, word):
     goes wrong (a hostile __getattr__, Ctrl-C) gives no candidates."""
     found = []
     stdout, stderr = sys.stdout, sys.stderr
-    sys.stdout = sys.stderr = io.StringIO()
+    sys.stdout = sys.stderr = _Discard()
     try:
         found = _candidates(_text(before), _text(word))
     except BaseException:
@@ -150,6 +150,13 @@ def complete(before, word):
     finally:
         sys.stdout, sys.stderr = stdout, stderr
     _completions.setValue('\n'.join(found[:_MAX_CANDIDATES]))
+
+
+class _Discard(io.TextIOBase):
+    """Where output made while completing goes: nowhere."""
+
+    def write(self, text):
+        return len(text)
 
 
 def _candidates(before, word):

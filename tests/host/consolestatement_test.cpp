@@ -8,17 +8,29 @@
 
 namespace {
 
+// Whether `lines` (each ending in a line feed) need more to be a statement.
+bool needsMoreLines(const std::string& lines)
+{
+    ConsoleStatement statement;
+    for (size_t start = 0; start < lines.size();) {
+        size_t end = lines.find('\n', start);
+        statement.addLine(lines.substr(start, end - start));
+        start = end + 1;
+    }
+    return statement.needsMoreLines();
+}
+
 TEST(ConsoleStatementTest, ContinuationLinesForBlocksBracketsAndStrings)
 {
     for (const char* complete : {"x = 1\n", "d = {'a': 1}\n", "s = 'a:' # ends in ':'\n", "f(1,\n  2)\n",
                                  "if x:\n    y()\n\n", "t = '''a\nb'''\n", "s = ')' + \"(\"\n", "d = {'a':\n  1}\n",
                                  "if x:\n    y()\n    \n"})
-        EXPECT_FALSE(scriptNeedsMoreLines(complete)) << complete;
+        EXPECT_FALSE(needsMoreLines(complete)) << complete;
     // A block runs until an empty line; open brackets and strings and a
     // trailing backslash continue too.
     for (const char* open : {"if x:\n", "for i in r:  # loop\n", "def f():\n    return 1\n", "f(1,\n",
                              "x = [\n  1, (2,\n", "t = '''a\n", "x = 1 + \\\n", "s = 'a\\\n"})
-        EXPECT_TRUE(scriptNeedsMoreLines(open)) << open;
+        EXPECT_TRUE(needsMoreLines(open)) << open;
 }
 
 TEST(ConsoleStatementTest, TheNextLineStartsWithItsIndentation)
