@@ -29,7 +29,7 @@ void takeLines(ScriptRunner& runner, ConsoleStatement& statement, const std::str
 {
     for (size_t start = 0;;) {
         size_t end = lines.find('\n', start);
-        statement.addLine(lines.substr(start, end == std::string::npos ? std::string::npos : end - start));
+        statement.addLine(lines.substr(start, end - start));  // npos: the rest
         if (!statement.needsMoreLines()) {
             if (!statement.blank())
                 runner.runText(statement.text());
