@@ -24,7 +24,7 @@ install(TARGETS kelhost RUNTIME DESTINATION bin COMPONENT runtime)
 install(TARGETS python EXPORT KelTargets LIBRARY DESTINATION ${KEL_INSTALL_COMPONENT_DIR} COMPONENT runtime)
 # The component looks for kelapp in the host's "exe" directory, which
 # kelhost sets to the component's folder.
-install(FILES host/kelapp/__init__.py host/kelapp/appdata.py
+install(FILES host/kelapp/__init__.py host/kelapp/appdata.py host/kelapp/console.py
   DESTINATION ${KEL_INSTALL_COMPONENT_DIR}/kelapp COMPONENT runtime)
 
 # kel/kelarray.h includes "platform/platform.h", which a quoted include finds

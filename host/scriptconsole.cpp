@@ -1,117 +1,135 @@
-// kelhost console: an interactive read-run loop over the component's
-// runString, with line editing and history from libreadline.
+// kelhost console: the read-run loop.
+#include "host/scriptconsole.h"
+
+#include <unistd.h>
+
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <deque>
 #include <string>
 
-#include <readline/history.h>
 #include <readline/readline.h>
 
+#include "host/consolehistory.h"
+#include "host/consolelinereader.h"
+#include "host/consolepython.h"
+#include "host/consolestatement.h"
+#include "host/hostscripting.h"
+#include "host/kelhost_app.h"
 #include "host/scriptrunner.h"
 
 namespace {
 
-// What one scan of the lines read so far found.
-struct StatementScan {
-    int depth = 0;            // open brackets
-    bool inString = false;    // inside a string that runs on (triple or continued)
-    bool opensBlock = false;  // some line ended in ':'
-    bool lastContinues = false;  // the last line ended in '\'
-    bool lastBlank = true;    // the last line holds nothing but blanks
-};
+enum class Got { line, interrupted, end };
 
-StatementScan scanStatement(const std::string& buffer)
+// Feeds the lines to the statement and runs each statement they complete.
+// A line may hold several (a paste in one piece).
+void takeLines(ScriptRunner& runner, ConsoleStatement& statement, const std::string& lines)
 {
-    StatementScan scan;
-    char quote = 0;
-    bool triple = false;
-    char lastSignificant = 0;
-    bool blank = true;
-    for (size_t i = 0; i < buffer.size(); ++i) {
-        char c = buffer[i];
-        if (c == '\n') {
-            if (lastSignificant == ':' && !quote)
-                scan.opensBlock = true;
-            scan.lastContinues = lastSignificant == '\\';
-            scan.lastBlank = blank;
-            if (quote && !triple && lastSignificant != '\\')
-                quote = 0;  // an unterminated one-line string: the line is an error anyway
-            lastSignificant = 0;
-            blank = true;
-            continue;
+    for (size_t start = 0;;) {
+        size_t end = lines.find('\n', start);
+        statement.addLine(lines.substr(start, end - start));  // npos: the rest
+        if (!statement.needsMoreLines()) {
+            if (!statement.blank())
+                runner.runText(statement.text());
+            statement.clear();
+            std::fflush(stdout);
         }
-        if (c != ' ' && c != '\t' && c != '\r')
-            blank = false;
-        if (quote) {
-            lastSignificant = c;
-            if (c == '\\') {
-                if (i + 1 < buffer.size() && buffer[i + 1] != '\n')
-                    ++i;
-            } else if (c == quote && (!triple || buffer.compare(i, 3, std::string(3, quote)) == 0)) {
-                i += triple ? 2 : 0;
-                quote = 0;
-            }
-            continue;
-        }
-        if (c == '#') {
-            while (i + 1 < buffer.size() && buffer[i + 1] != '\n')
-                ++i;
-            continue;
-        }
-        if (c == '\'' || c == '"') {
-            triple = buffer.compare(i, 3, std::string(3, c)) == 0;
-            quote = c;
-            i += triple ? 2 : 0;
-        } else if (c == '(' || c == '[' || c == '{') {
-            ++scan.depth;
-        } else if ((c == ')' || c == ']' || c == '}') && scan.depth > 0) {
-            --scan.depth;
-        }
-        if (c != ' ' && c != '\t' && c != '\r')
-            lastSignificant = c;
+        if (end == std::string::npos)
+            return;
+        start = end + 1;
     }
-    scan.inString = quote != 0;
-    return scan;
 }
 
-// The next line from the user; false at the end of input.
-bool readLine(const char* prompt, std::string& line)
+// The loop over a source of lines: read(prompt, indentation, line) -> Got.
+template <class Read>
+int consoleLoop(ScriptRunner& runner, Read read)
 {
-    char* text = readline(prompt);
-    if (!text)
-        return false;
-    line = text;
-    if (!line.empty())
-        add_history(text);
-    std::free(text);
-    return true;
+    ConsoleStatement statement;
+    for (;;) {
+        std::string line;
+        Got got = read(statement.empty() ? ">>> " : "... ", statement.nextIndentation(), line);
+        if (got == Got::interrupted) {
+            statement.clear();
+            continue;
+        }
+        if (got == Got::end)
+            break;
+        takeLines(runner, statement, line);
+    }
+    // What the end of input cut short still runs.
+    if (!statement.blank())
+        runner.runText(statement.text());
+    std::fputs("\n", stdout);
+    return 0;
+}
+
+int readFromPipe(ScriptRunner& runner)
+{
+    return consoleLoop(runner, [](const char* prompt, const std::string&, std::string& line) {
+        char* text = readline(prompt);
+        if (!text)
+            return Got::end;
+        line = text;
+        std::free(text);
+        return Got::line;
+    });
+}
+
+// Lines worth keeping: not the blank ones that end a block.
+bool worthKeeping(const std::string& line)
+{
+    return line.find_first_not_of(" \t") != std::string::npos;
+}
+
+int readFromTerminal(ScriptRunner& runner, ConsolePython& python, const ScriptConsoleOptions& options)
+{
+    std::string historyPath =
+        options.history ? ConsoleHistoryFile::defaultPath(std::getenv("XDG_STATE_HOME"), std::getenv("HOME")) : "";
+    ConsoleHistoryFile history(historyPath);
+    ConsoleLineReader reader(
+        [&python](const std::string& before, const std::string& word) { return python.complete(before, word); },
+        ConsoleHistoryFile::defaultLimit);
+    if (!historyPath.empty()) {
+        for (const std::string& line : history.load())
+            reader.remember(line);
+    }
+    std::deque<std::string> added;  // this session's, the newest defaultLimit of them
+    int status = consoleLoop(runner, [&](const char* prompt, const std::string& indentation, std::string& line) {
+        ConsoleLineReader::Result result = reader.read(prompt, indentation, line);
+        if (result == ConsoleLineReader::Result::interrupted)
+            return Got::interrupted;
+        if (result == ConsoleLineReader::Result::end)
+            return Got::end;
+        for (size_t start = 0; start <= line.size();) {
+            size_t end = std::min(line.find('\n', start), line.size());
+            std::string one = line.substr(start, end - start);
+            if (worthKeeping(one)) {
+                reader.remember(one);
+                added.push_back(one);
+                if (added.size() > ConsoleHistoryFile::defaultLimit)
+                    added.pop_front();
+            }
+            start = end + 1;
+        }
+        return Got::line;
+    });
+    std::string failure = historyPath.empty() ? "" : history.save({added.begin(), added.end()});
+    if (!failure.empty())
+        std::fprintf(stderr, "kelhost: the console history could not be kept in %s: %s\n", historyPath.c_str(),
+                     failure.c_str());
+    return status;
 }
 
 }  // namespace
 
-bool scriptNeedsMoreLines(const std::string& buffer)
+int runScriptConsole(KelHost& host, ScriptRunner& runner, const ScriptConsoleOptions& options)
 {
-    StatementScan scan = scanStatement(buffer);
-    if (scan.inString || scan.depth > 0 || scan.lastContinues)
-        return true;
-    // A block ends with an empty line, as at Python's own prompt.
-    return scan.opensBlock && !scan.lastBlank;
-}
-
-int runScriptConsole(ScriptRunner& runner)
-{
-    std::string line;
-    while (readLine(">>> ", line)) {
-        std::string statement = line + "\n";
-        bool complete = !scriptNeedsMoreLines(statement);
-        while (!complete && readLine("... ", line)) {
-            statement += line + "\n";
-            complete = !scriptNeedsMoreLines(statement);
-        }
-        if (statement.find_first_not_of(" \t\r\n") != std::string::npos)
-            runner.runText(statement);
-        std::fflush(stdout);
-    }
-    std::fputs("\n", stdout);
-    return 0;
+    ConsolePython python(runner, host.dataStore());
+    python.start(*HostScripting::install(host).commands());
+    std::fflush(stdout);
+    if (!isatty(STDIN_FILENO))
+        return readFromPipe(runner);
+    return readFromTerminal(runner, python, options);
 }

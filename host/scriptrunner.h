@@ -57,13 +57,3 @@ private:
 
 // The exit status of kelhost for an interpreter status: 0 for 0, 1 otherwise.
 int scriptExitStatus(int32_t status);
-
-// The interactive console: reads statements from standard input with line
-// editing and history, continuation lines for blocks and open brackets, and
-// runs each statement. Gives 0 at the end of input.
-int runScriptConsole(ScriptRunner& runner);
-
-// True when `buffer` (the lines read so far, each ending in a line feed) is
-// not yet a complete statement: an open bracket or string, a line that ends
-// in ':' or '\', or a block that has not been closed by an empty line.
-bool scriptNeedsMoreLines(const std::string& buffer);

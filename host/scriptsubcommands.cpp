@@ -8,6 +8,7 @@
 #include <iostream>
 #include <memory>
 
+#include "host/scriptconsole.h"
 #include "host/scriptrunner.h"
 #include "host/subcommands.h"
 
@@ -70,6 +71,7 @@ struct ScriptCommandState {
     std::string file;
     std::vector<std::string> args;
     std::string text;
+    ScriptConsoleOptions console;
 };
 
 }  // namespace
@@ -110,9 +112,14 @@ void addScriptCommands(CLI::App& app, KelHostOptions& options)
 
     CLI::App* console = app.add_subcommand("console", "An interactive Python console");
     addRunOptions(console, state->options);
+    console->add_flag_callback(
+        "--no-history", [state] { state->console.history = false; },
+        "Neither read nor keep the history in the user's state directory");
     console->callback([&options, state] {
         options.action = [state](KelHost& host) {
-            return withRunner(host, state->options, [](ScriptRunner& runner) { return runScriptConsole(runner); });
+            return withRunner(host, state->options, [&host, state](ScriptRunner& runner) {
+                return runScriptConsole(host, runner, state->console);
+            });
         };
     });
 }

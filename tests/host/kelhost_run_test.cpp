@@ -7,7 +7,6 @@
 #include <filesystem>
 #include <fstream>
 
-#include "host/scriptrunner.h"
 #include "tests/host/kelhostrun.h"
 
 namespace {
@@ -236,18 +235,6 @@ TEST_F(KelhostRunTest, TheInteractiveConsoleRunsEachStatement)
     for (const char* shown : {"block 2\n", "3\n", "still here\n"})
         EXPECT_NE(run.out.find(shown), std::string::npos) << run.out;
     EXPECT_NE(run.err.find("ZeroDivisionError"), std::string::npos) << run.err;
-}
-
-TEST(ScriptConsoleTest, ContinuationLinesForBlocksBracketsAndStrings)
-{
-    for (const char* complete : {"x = 1\n", "d = {'a': 1}\n", "s = 'a:' # ends in ':'\n", "f(1,\n  2)\n",
-                                 "if x:\n    y()\n\n", "t = '''a\nb'''\n", "s = ')' + \"(\"\n"})
-        EXPECT_FALSE(scriptNeedsMoreLines(complete)) << complete;
-    // A block runs until an empty line; open brackets and strings and a
-    // trailing backslash continue too.
-    for (const char* open : {"if x:\n", "for i in r:  # loop\n", "def f():\n    return 1\n", "f(1,\n",
-                             "x = [\n  1, (2,\n", "t = '''a\n", "x = 1 + \\\n"})
-        EXPECT_TRUE(scriptNeedsMoreLines(open)) << open;
 }
 
 }  // namespace
