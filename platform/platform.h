@@ -128,6 +128,9 @@ void kelUnlockDirectory(int handle);
 // True when `path` (canonical wide form) does not depend on the current
 // directory.
 bool kelIsAbsolutePath(const char16_t* path);
+// True when `path` (canonical wide form) names a directory, or a link to
+// one, that this process can see.
+bool kelIsDirectory(const char16_t* path);
 // The native path of the current directory, the bytes the file system has.
 // Writes at most `capacity` bytes including the terminator; gives the length
 // without it, 0 on failure (a result >= capacity means the text was cut).

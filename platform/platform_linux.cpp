@@ -596,6 +596,12 @@ bool kelIsAbsolutePath(const char16_t* path)
     return path && (path[0] == u'\\' || path[0] == u'/');
 }
 
+bool kelIsDirectory(const char16_t* path)
+{
+    struct stat status;
+    return path && ::stat(NativeText(path).get(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
 size_t kelCurrentDirectory(char* out, size_t capacity)
 {
     if (!out || capacity == 0)

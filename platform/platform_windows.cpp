@@ -437,6 +437,12 @@ bool kelIsAbsolutePath(const char16_t* path)
     return path[1] == u':' && separator(path[2]);
 }
 
+bool kelIsDirectory(const char16_t* path)
+{
+    DWORD attributes = path ? GetFileAttributesW(wideOf(path)) : INVALID_FILE_ATTRIBUTES;
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY);
+}
+
 size_t kelCurrentDirectory(char* out, size_t capacity)
 {
     if (!out || capacity == 0)

@@ -24,10 +24,15 @@ enum class KelPythonStart { started, alreadyUp, failed };
 // visible to the extension modules that Python loads later, starts it in
 // UTF-8 mode, isolated from the PYTHON* variables and the user site unless
 // `useEnvironment`, without signal handlers of its own, and runs the coding
-// line. A failed start fills `failure` with Python's reason; from then on
+// line. A `siteFolder` (canonical wide path; empty for none) then joins
+// sys.path behind the standard library, ahead of the site-packages that
+// Python's site module added, and its .pth files are read as theirs are.
+// A failed start fills `failure` with Python's reason; from then on
 // kelPythonUsable is false. Python's own out-of-memory failure ends in the
 // orderly out-of-memory stop.
-KelPythonStart kelPythonStart(bool useEnvironment, std::string* failure);
+KelPythonStart kelPythonStart(bool useEnvironment, const KelWideString& siteFolder, std::string* failure);
+// The embedded Python's version, "3.11".
+std::string kelPythonVersion();
 // True while Python is up and was not left half-started by a failed start.
 bool kelPythonUsable();
 // Stops Python (the interpreter object's last release).
@@ -76,6 +81,10 @@ void kelPythonFlushStdio();
 // __main__ under its own name, so that tracebacks name the file and line.
 // False when the file cannot be read (nothing ran, `status` untouched).
 bool kelPythonRunFile(const KelWideString& path, int* status);
+
+// The native bytes of a canonical wide path, which Python's file system
+// encoding (UTF-8 with surrogateescape) reads back as the same name.
+std::string kelPythonNativePath(const KelWideString& path);
 
 // A Python string literal that stands for exactly the file system path
 // `path` (canonical wide path, turned into the native form): quotes,

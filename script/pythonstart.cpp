@@ -3,9 +3,13 @@
 // Python starts isolated from the user's environment (no PYTHON* variables,
 // no user site), so that neither a PYTHONHOME that points nowhere nor a
 // sitecustomize.py on a PYTHONPATH can stop or change the host; a host setting
-// may opt in to the environment. Python installs no signal handlers: SIGINT,
-// SIGPIPE and the rest stay the host's. Every step's status is checked, and a
-// failed start is remembered so that no later call touches Python.
+// may opt in to the environment. A folder of packages that the host names
+// (a virtual environment's site-packages, a per-user folder) joins sys.path
+// as Python comes up, where the site module would put it. Python installs no
+// signal handlers:
+// SIGINT, SIGPIPE and the rest stay the host's. Every step's status is
+// checked, and a failed start is remembered so that no later call touches
+// Python.
 #include <cstring>
 #include <string>
 
@@ -13,6 +17,7 @@
 #include "platform/platform.h"
 #include "script/pyref.h"
 #include "script/pythonrun.h"
+#include "script/pythontexts.h"
 
 namespace {
 
@@ -44,7 +49,7 @@ void initConfig(PyConfig* config, bool useEnvironment)
 
 }  // namespace
 
-KelPythonStart kelPythonStart(bool useEnvironment, std::string* failure)
+KelPythonStart kelPythonStart(bool useEnvironment, const KelWideString& siteFolder, std::string* failure)
 {
     if (Py_IsInitialized())
         return KelPythonStart::alreadyUp;
@@ -74,7 +79,14 @@ KelPythonStart kelPythonStart(bool useEnvironment, std::string* failure)
         return KelPythonStart::failed;
     }
     kelPythonRunText("# -*- coding: utf-8 -*-\n");
+    if (!siteFolder.isEmpty())
+        kelPythonRunOwnText(kelPySiteFolderText + ("_kelSiteFolder(" + kelPythonPathLiteral(siteFolder) + ")\n"));
     return KelPythonStart::started;
+}
+
+std::string kelPythonVersion()
+{
+    return std::to_string(PY_MAJOR_VERSION) + "." + std::to_string(PY_MINOR_VERSION);
 }
 
 bool kelPythonUsable()
