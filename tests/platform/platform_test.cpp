@@ -137,6 +137,19 @@ TEST(ReadFile, GivesTheBytesAsTheyAreInBlocks)
     EXPECT_TRUE(blocks.empty());
 }
 
+TEST(PlatformFiles, DirectoriesAreToldFromFilesAndMissingNames)
+{
+    TempDir dir;
+    std::ofstream(dir.file("file"), std::ios::binary) << "x";
+    EXPECT_TRUE(kelIsDirectory(wide(dir.path()).c_str()));
+    EXPECT_TRUE(kelIsDirectory((wide(dir.path()) + u"\\").c_str()));
+    EXPECT_FALSE(kelIsDirectory(wide(dir.file("file")).c_str()));
+    EXPECT_FALSE(kelIsDirectory(wide(dir.file("missing")).c_str()));
+    EXPECT_FALSE(kelIsDirectory(wide(dir.file("file") + "/below").c_str()));
+    EXPECT_FALSE(kelIsDirectory(u""));
+    EXPECT_FALSE(kelIsDirectory(nullptr));
+}
+
 TEST(CriticalSection, IsReentrantAndExcludesOtherThreads)
 {
     KelCriticalSection section;
