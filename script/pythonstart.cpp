@@ -37,7 +37,7 @@ std::string statusReason(const PyStatus& status)
     return reason;
 }
 
-void initConfig(PyConfig* config, bool useEnvironment)
+PyStatus initConfig(PyConfig* config, bool useEnvironment)
 {
     if (useEnvironment)
         PyConfig_InitPythonConfig(config);
@@ -45,6 +45,12 @@ void initConfig(PyConfig* config, bool useEnvironment)
         PyConfig_InitIsolatedConfig(config);
     config->install_signal_handlers = 0;
     config->parse_argv = 0;
+    if (useEnvironment)
+        return PyStatus_Ok();
+    // Python takes its program from PATH otherwise: a virtual environment's
+    // python3 there would become sys.prefix and drop the system's
+    // site-packages, and another Python's would be what sys.executable starts.
+    return PyConfig_SetBytesString(config, &config->executable, KEL_PYTHON_EXECUTABLE);
 }
 
 }  // namespace
@@ -69,8 +75,9 @@ KelPythonStart kelPythonStart(bool useEnvironment, const KelWideString& siteFold
     PyStatus status = Py_PreInitialize(&preconfig);
     if (!PyStatus_Exception(status)) {
         PyConfig config;
-        initConfig(&config, useEnvironment);
-        status = Py_InitializeFromConfig(&config);
+        status = initConfig(&config, useEnvironment);
+        if (!PyStatus_Exception(status))
+            status = Py_InitializeFromConfig(&config);
         PyConfig_Clear(&config);
     }
     if (PyStatus_Exception(status)) {

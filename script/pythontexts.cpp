@@ -109,7 +109,8 @@ const char kelPyTextStreamText[] =
 // folder: ahead of those it added at start-up (the user's, when the
 // environment is let in, and the system's), behind the standard library.
 // Its .pth files are read as theirs are; the site module reports a bad line
-// itself.
+// itself. A folder that does not exist yet stays on sys.path once: the site
+// module would add it again, as it knows only folders that exist.
 const char kelPySiteFolderText[] =
     "def _kelSiteFolder(folder):\n"
     "    import os, site, sys\n"
@@ -119,4 +120,5 @@ const char kelPySiteFolderText[] =
     "    at = next((i for i, p in enumerate(sys.path) if os.path.normcase(os.path.abspath(p)) in added),\n"
     "              len(sys.path))\n"
     "    sys.path.insert(at, folder)\n"
-    "    site.addsitedir(folder)\n";
+    "    if os.path.isdir(folder):\n"
+    "        site.addsitedir(folder)\n";

@@ -72,6 +72,15 @@ TEST_F(KelhostPackagesTest, AVirtualEnvironmentsPackagesComeFirst)
         EXPECT_EQ(run.out, "venv\n") << way;
         EXPECT_EQ(run.err, "") << way;
     }
+
+    // An environment's python3 first on PATH (an activated one) neither
+    // chooses the Python nor takes the system's site-packages away.
+    const std::string onPath = write("onpath.py", std::string(kCheckPath) +
+                                                      "assert sys.prefix == sys.base_prefix, sys.prefix\n"
+                                                      "assert 'env' not in sys.executable, sys.executable\n");
+    KelhostRun run = inWork("run " + shellQuote(onPath), data + "PATH=" + shellQuote(env) + "/bin:\"$PATH\" ");
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(run.out, "user folder\n");
 }
 
 TEST_F(KelhostPackagesTest, TheUsersFolderTakesWhatPipPutsThere)
@@ -107,10 +116,13 @@ TEST_F(KelhostPackagesTest, TheUsersFolderTakesWhatPipPutsThere)
         EXPECT_EQ(each.status, 1) << c.environment << c.arguments;  // kelprobe lives in the other folder
         EXPECT_EQ(each.out, c.out) << c.environment << c.arguments << "\n" << each.err;
     }
-    KelhostRun missing = inWork("exec 'import kelshadow; print(kelshadow.where)'",
-                                "XDG_DATA_HOME=" + shellQuote(dir.file("none")) + " ");
+    const std::string seeMissing = write("missing.py",
+                                         "import sys, kelshadow\n"
+                                         "print(kelshadow.where)\n"
+                                         "print(sum(p.endswith('/none/kelhost/python3.11') for p in sys.path))\n");
+    KelhostRun missing = inWork("run " + shellQuote(seeMissing), "XDG_DATA_HOME=" + shellQuote(dir.file("none")) + " ");
     EXPECT_EQ(missing.status, 0) << missing.err;
-    EXPECT_EQ(missing.out, "current directory\n");
+    EXPECT_EQ(missing.out, "current directory\n1\n");
     EXPECT_FALSE(fs::exists(dir.file("none")));
 }
 
