@@ -106,14 +106,8 @@ void printPendingError()
     PyErr_Clear();
 }
 
-void appendBytes(void* context, const char* bytes, size_t length)
-{
-    static_cast<std::string*>(context)->append(bytes, length);
-}
-
-}  // namespace
-
-std::string kelPythonNativePath(const KelWideString& path)
+// The native bytes of a canonical wide path.
+std::string nativePath(const KelWideString& path)
 {
     std::vector<char> buffer(256);
     size_t length = kelNativePath(path.chars(), buffer.data(), buffer.size());
@@ -123,6 +117,13 @@ std::string kelPythonNativePath(const KelWideString& path)
     }
     return std::string(buffer.data(), length);
 }
+
+void appendBytes(void* context, const char* bytes, size_t length)
+{
+    static_cast<std::string*>(context)->append(bytes, length);
+}
+
+}  // namespace
 
 int kelPythonRunText(const char* text)
 {
@@ -273,7 +274,7 @@ bool kelPythonRunFile(const KelWideString& path, int* status)
         *status = -1;
         return true;
     }
-    std::string name = kelPythonNativePath(path);
+    std::string name = nativePath(path);
     // As the simple file run does: __file__ names the script while it runs,
     // unless the namespace has one of its own.
     bool setFile = !PyDict_GetItemString(globals, "__file__");  // borrowed
@@ -309,7 +310,7 @@ void appendEscape(std::string& literal, const char* form, uint32_t c)
 // script's changes to Python cannot make the error file's path empty.
 std::string kelPythonPathLiteral(const KelWideString& path)
 {
-    const std::string native = kelPythonNativePath(path);
+    const std::string native = nativePath(path);
     const auto* p = reinterpret_cast<const unsigned char*>(native.data());
     const unsigned char* end = p + native.size();
     std::string literal = "'";

@@ -82,10 +82,6 @@ void kelPythonFlushStdio();
 // False when the file cannot be read (nothing ran, `status` untouched).
 bool kelPythonRunFile(const KelWideString& path, int* status);
 
-// The native bytes of a canonical wide path, which Python's file system
-// encoding (UTF-8 with surrogateescape) reads back as the same name.
-std::string kelPythonNativePath(const KelWideString& path);
-
 // A Python string literal that stands for exactly the file system path
 // `path` (canonical wide path, turned into the native form): quotes,
 // backslashes, line ends and non-ASCII characters are escaped, so the text

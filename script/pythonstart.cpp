@@ -6,10 +6,9 @@
 // may opt in to the environment. A folder of packages that the host names
 // (a virtual environment's site-packages, a per-user folder) joins sys.path
 // as Python comes up, where the site module would put it. Python installs no
-// signal handlers:
-// SIGINT, SIGPIPE and the rest stay the host's. Every step's status is
-// checked, and a failed start is remembered so that no later call touches
-// Python.
+// signal handlers: SIGINT, SIGPIPE and the rest stay the host's. Every step's
+// status is checked, and a failed start is remembered so that no later call
+// touches Python.
 #include <cstring>
 #include <string>
 
