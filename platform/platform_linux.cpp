@@ -596,10 +596,14 @@ bool kelIsAbsolutePath(const char16_t* path)
     return path && (path[0] == u'\\' || path[0] == u'/');
 }
 
-bool kelIsDirectory(const char16_t* path)
+KelFileKind kelFileKind(const char16_t* path)
 {
     struct stat status;
-    return path && ::stat(NativeText(path).get(), &status) == 0 && S_ISDIR(status.st_mode);
+    if (!path || ::stat(NativeText(path).get(), &status) != 0)
+        return KelFileKind::none;
+    if (S_ISDIR(status.st_mode))
+        return KelFileKind::directory;
+    return S_ISREG(status.st_mode) ? KelFileKind::regularFile : KelFileKind::other;
 }
 
 size_t kelCurrentDirectory(char* out, size_t capacity)

@@ -437,10 +437,14 @@ bool kelIsAbsolutePath(const char16_t* path)
     return path[1] == u':' && separator(path[2]);
 }
 
-bool kelIsDirectory(const char16_t* path)
+KelFileKind kelFileKind(const char16_t* path)
 {
     DWORD attributes = path ? GetFileAttributesW(wideOf(path)) : INVALID_FILE_ATTRIBUTES;
-    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY);
+    if (attributes == INVALID_FILE_ATTRIBUTES)
+        return KelFileKind::none;
+    if (attributes & FILE_ATTRIBUTE_DIRECTORY)
+        return KelFileKind::directory;
+    return attributes & FILE_ATTRIBUTE_DEVICE ? KelFileKind::other : KelFileKind::regularFile;
 }
 
 size_t kelCurrentDirectory(char* out, size_t capacity)

@@ -12,9 +12,12 @@ std::string shown(const KelPath& path)
     return "\"" + kelUtf8OfUnits(path.forOpen().chars(), KelLoneSurrogate::replace) + "\"";
 }
 
-void appendBytes(void* context, const char* bytes, size_t length)
+// The start of the file is enough for its version line.
+void appendStart(void* context, const char* bytes, size_t length)
 {
-    static_cast<std::string*>(context)->append(bytes, length);
+    auto* text = static_cast<std::string*>(context);
+    if (text->size() < 65536)
+        text->append(bytes, length);
 }
 
 std::string trimmed(const std::string& text)
@@ -55,20 +58,22 @@ std::string sitePackagesIn(const std::string& version)
 KelSitePackages environmentPackages(const KelPath& directory, const std::string& version)
 {
     KelSitePackages result;
-    if (!kelIsDirectory(directory.forOpen().chars())) {
+    if (kelFileKind(directory.forOpen().chars()) != KelFileKind::directory) {
         result.problem = shown(directory) + " is not a directory";
         return result;
     }
+    // A FIFO or a device under the name would stop or flood the reader.
     KelPath configFile = directory;
     configFile.append("pyvenv.cfg");
     std::string config;
-    if (!kelReadFile(configFile.forOpen().chars(), appendBytes, &config)) {
+    if (kelFileKind(configFile.forOpen().chars()) != KelFileKind::regularFile ||
+        !kelReadFile(configFile.forOpen().chars(), appendStart, &config)) {
         result.problem = shown(directory) + " is not a virtual environment: it has no pyvenv.cfg";
         return result;
     }
     KelPath folder = directory;
     folder.append(sitePackagesIn(version).c_str());
-    if (kelIsDirectory(folder.forOpen().chars())) {
+    if (kelFileKind(folder.forOpen().chars()) == KelFileKind::directory) {
         result.folder = folder;
         return result;
     }

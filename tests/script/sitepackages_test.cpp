@@ -3,6 +3,7 @@
 // it is one of this Python's, and a named one replaces the per-user folder
 // even when it cannot be used.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <filesystem>
 #include <fstream>
@@ -71,6 +72,8 @@ TEST(SitePackagesTest, AnUnusableEnvironmentSaysWhyAndGivesNoFolder)
     const std::string other = makeEnvironment(dir, "venv312", "3.12");
     fs::create_directories(dir.file("plain"));
     std::ofstream(dir.file("file")) << "x";
+    fs::create_directories(dir.file("fifo"));
+    ASSERT_EQ(::mkfifo(dir.file("fifo/pyvenv.cfg").c_str(), 0600), 0);  // must not be waited on
     fs::create_directories(dir.file("bare"));
     std::ofstream(dir.file("bare/pyvenv.cfg")) << "home = /usr/bin\n";
     const struct {
@@ -79,6 +82,7 @@ TEST(SitePackagesTest, AnUnusableEnvironmentSaysWhyAndGivesNoFolder)
         {dir.file("missing"), "\"" + dir.file("missing") + "\" is not a directory"},
         {dir.file("file"), "\"" + dir.file("file") + "\" is not a directory"},
         {dir.file("plain"), "\"" + dir.file("plain") + "\" is not a virtual environment: it has no pyvenv.cfg"},
+        {dir.file("fifo"), "\"" + dir.file("fifo") + "\" is not a virtual environment: it has no pyvenv.cfg"},
         {other, "\"" + other + "\" is a virtual environment of Python 3.12, not 3.11"},
         {dir.file("bare"),
          "\"" + dir.file("bare") + "\" has no \"" + dir.file("bare") + "/lib/python3.11/site-packages\""},
