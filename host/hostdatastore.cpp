@@ -1,6 +1,7 @@
 // The reference host's data store.
 #include "host/hostdatastore.h"
 
+#include "host/hostpath.h"
 #include "host/hostquery.h"
 #include "host/hosttext.h"
 
@@ -73,6 +74,11 @@ const KelWideString& HostDataStore::getString(const char* key, int flags)
 void HostDataStore::setSetting(const std::string& key, const std::string& value)
 {
     settings_[key] = KelWideString::fromUtf8(value.c_str());
+}
+
+void HostDataStore::setPathSetting(const std::string& key, const std::string& path)
+{
+    settings_[key] = kelHostWidePath(path);
 }
 
 void HostDataStore::removeSetting(const std::string& key)

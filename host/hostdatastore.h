@@ -47,6 +47,9 @@ public:
     // as true and "0", "false", "no" or "off" as false; anything else gives
     // the caller's default.
     void setSetting(const std::string& key, const std::string& value);
+    // A setting that names a file or directory: `path` is native (any bytes)
+    // and the value its canonical wide form.
+    void setPathSetting(const std::string& key, const std::string& path);
     void removeSetting(const std::string& key);
 
     // Changing declared states; false (and nothing happens) for a name that

@@ -20,6 +20,10 @@ void addCommonOptions(CLI::App& app, KelHostOptions& options)
                    "The macros directory (default: kelhost-<user id> in the temporary directory)");
     app.add_option("--temp", options.tempDir, "The temporary directory (default: the system's)");
     app.add_option("--logs", options.logsDir, "The logs directory (default: as --macros)");
+    app.add_option("--python-env", options.pythonEnv,
+                   "A virtual environment (python3 -m venv) whose packages scripts import first "
+                   "(default: none; the user's folder, ~/.local/share/kelhost/python" KEL_PYTHON_VERSION ")")
+        ->type_name("DIR");
     app.add_option_function<std::vector<std::string>>(
            "--set",
            [&options](const std::vector<std::string>& pairs) {

@@ -2,6 +2,7 @@
 #include "host/kelhost_app.h"
 
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 
 #include "core/bucketpool.h"
@@ -41,6 +42,22 @@ std::string orDefault(const std::string& value, const std::string& fallback)
 {
     return value.empty() ? fallback : value;
 }
+
+// The user's folder of packages for kelhost's Python, where the XDG base
+// directories put a program's data (a relative XDG_DATA_HOME is ignored, as
+// they say); empty when the environment names no home.
+std::string userPackagesDirectory()
+{
+    fs::path base;
+    for (const char* variable : {"XDG_DATA_HOME", "HOME", "APPDATA"}) {
+        const char* value = std::getenv(variable);
+        if (value && fs::path(value).is_absolute()) {
+            base = variable == std::string("HOME") ? fs::path(value) / ".local" / "share" : fs::path(value);
+            break;
+        }
+    }
+    return base.empty() ? std::string() : (base / "kelhost" / ("python" KEL_PYTHON_VERSION)).string();
+}
 }  // namespace
 
 KelHost::KelHost(const KelHostOptions& options)
@@ -53,6 +70,7 @@ KelHost::KelHost(const KelHostOptions& options)
     componentPath_ = absolutePath(orDefault(options_.component, kelHostDefaultComponentPath()));
     createServices();
     setDirectories();
+    setPythonPackages();
     for (const auto& setting : options_.settings)
         dataStore_->setSetting(setting.first, setting.second);
 }
@@ -113,6 +131,15 @@ void KelHost::setDirectories()
         if (directory.key)
             dataStore_->setSetting(directory.key, directory.path);
     }
+}
+
+// Where scripts find packages ahead of the system's: the virtual environment
+// of --python-env, else the user's folder (a setting may name either).
+void KelHost::setPythonPackages()
+{
+    dataStore_->setPathSetting("Directories/Python Packages Directory", userPackagesDirectory());
+    if (!options_.pythonEnv.empty())
+        dataStore_->setPathSetting("Advanced/python virtual environment", options_.pythonEnv);
 }
 
 void KelHost::addService(const std::string& name, IKelUnknown* service)

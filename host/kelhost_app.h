@@ -44,6 +44,7 @@ struct KelHostOptions {
     std::string macrosDir;  // "macros"; empty: the private directory
     std::string tempDir;    // "temp"; empty: the system's temporary directory
     std::string logsDir;    // "logs"; empty: the private directory
+    std::string pythonEnv;  // the virtual environment whose packages scripts see; empty: none
     std::map<std::string, std::string> settings;  // data store settings, UTF-8
 
     // Run in order on the new host before the component is loaded.
@@ -97,6 +98,7 @@ public:
 private:
     void createServices();
     void setDirectories();
+    void setPythonPackages();
     bool load();
 
     KelHostOptions options_;

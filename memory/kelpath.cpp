@@ -3,6 +3,7 @@
 
 #include <cstdio>
 #include <string>
+#include <vector>
 
 #include "kel/hostservices.h"
 #include "kel/iptr.h"
@@ -40,6 +41,27 @@ KelWideString openFormOf(const KelWideString& text)
     KelWideString form;
     form.assign(result.c_str());
     return form;
+}
+
+KelPath currentDirectory()
+{
+    std::vector<char> native(1024);
+    size_t length = kelCurrentDirectory(native.data(), native.size());
+    if (length >= native.size()) {
+        native.resize(length + 1);
+        length = kelCurrentDirectory(native.data(), native.size());
+    }
+    native.resize(length + 1);  // whatever came, terminated
+    native[length] = '\0';
+    std::vector<char16_t> wide(native.size() + 1);
+    size_t units = kelWidePath(native.data(), wide.data(), wide.size());
+    if (units >= wide.size()) {
+        wide.resize(units + 1);
+        kelWidePath(native.data(), wide.data(), wide.size());
+    }
+    KelWideString text;
+    text.assign(wide.data());  // a copy of its own: a borrowed text would dangle
+    return KelPath(text);
 }
 
 // The service behind kelDirectory, held from its first use.
@@ -111,6 +133,16 @@ KelWideString KelPath::extension() const
     if (dot <= separator)
         return KelWideString::emptyString();
     return mid(dot + 1, length() - dot - 1);
+}
+
+KelPath kelAbsolutePath(const KelPath& path)
+{
+    if (kelIsAbsolutePath(path.chars()))
+        return path;
+    KelPath result = currentDirectory();
+    if (!path.isEmpty())
+        result.append(path);
+    return result;
 }
 
 const KelWideString& kelDirectory(const char* name)

@@ -33,6 +33,10 @@ public:
     KelWideString extension() const;
 };
 
+// `path` when it is absolute, else `path` in the current directory (the
+// current directory alone for an empty path).
+KelPath kelAbsolutePath(const KelPath& path);
+
 // A named directory of the host ("temp", "macros", "logs"); the shared empty
 // string when the host has no IKelDirService. The service is looked up once,
 // at the first call, and held until process end.

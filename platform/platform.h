@@ -128,6 +128,11 @@ void kelUnlockDirectory(int handle);
 // True when `path` (canonical wide form) does not depend on the current
 // directory.
 bool kelIsAbsolutePath(const char16_t* path);
+// What `path` (canonical wide form) names, links followed: nothing this
+// process can see, a directory, a regular file, or anything else (a FIFO, a
+// device, a socket), which a reader must not open blindly.
+enum class KelFileKind { none, directory, regularFile, other };
+KelFileKind kelFileKind(const char16_t* path);
 // The native path of the current directory, the bytes the file system has.
 // Writes at most `capacity` bytes including the terminator; gives the length
 // without it, 0 on failure (a result >= capacity means the text was cut).

@@ -627,6 +627,16 @@ bool kelIsAbsolutePath(const char16_t* path)
     return path && (path[0] == u'\\' || path[0] == u'/');
 }
 
+KelFileKind kelFileKind(const char16_t* path)
+{
+    struct stat status;
+    if (!path || ::stat(NativeText(path).get(), &status) != 0)
+        return KelFileKind::none;
+    if (S_ISDIR(status.st_mode))
+        return KelFileKind::directory;
+    return S_ISREG(status.st_mode) ? KelFileKind::regularFile : KelFileKind::other;
+}
+
 size_t kelCurrentDirectory(char* out, size_t capacity)
 {
     if (!out || capacity == 0)

@@ -438,6 +438,16 @@ bool kelIsAbsolutePath(const char16_t* path)
     return path[1] == u':' && separator(path[2]);
 }
 
+KelFileKind kelFileKind(const char16_t* path)
+{
+    DWORD attributes = path ? GetFileAttributesW(wideOf(path)) : INVALID_FILE_ATTRIBUTES;
+    if (attributes == INVALID_FILE_ATTRIBUTES)
+        return KelFileKind::none;
+    if (attributes & FILE_ATTRIBUTE_DIRECTORY)
+        return KelFileKind::directory;
+    return attributes & FILE_ATTRIBUTE_DEVICE ? KelFileKind::other : KelFileKind::regularFile;
+}
+
 size_t kelCurrentDirectory(char* out, size_t capacity)
 {
     if (!out || capacity == 0)

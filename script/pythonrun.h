@@ -25,10 +25,15 @@ enum class KelPythonStart { started, alreadyUp, failed };
 // UTF-8 mode, isolated from the PYTHON* variables and the user site unless
 // `useEnvironment`, without signal handlers of its own, runs the coding line
 // and puts the interrupt handler in place (kelPythonSignalInterrupt). A
-// failed start fills `failure` with Python's reason; from then on
+// `siteFolder` (canonical wide path; empty for none) then joins sys.path
+// behind the standard library, ahead of the site-packages that Python's site
+// module added, and its .pth files are read as theirs are.
+// A failed start fills `failure` with Python's reason; from then on
 // kelPythonUsable is false. Python's own out-of-memory failure ends in the
 // orderly out-of-memory stop.
-KelPythonStart kelPythonStart(bool useEnvironment, std::string* failure);
+KelPythonStart kelPythonStart(bool useEnvironment, const KelWideString& siteFolder, std::string* failure);
+// The embedded Python's version, "3.11".
+std::string kelPythonVersion();
 // Async-signal-safe, from any thread: makes Python call its SIGINT handler at
 // its next step. kelPythonStart puts the component's handler into Python's
 // own table (the process's SIGINT disposition stays as it was); it raises

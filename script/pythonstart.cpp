@@ -3,9 +3,12 @@
 // Python starts isolated from the user's environment (no PYTHON* variables,
 // no user site), so that neither a PYTHONHOME that points nowhere nor a
 // sitecustomize.py on a PYTHONPATH can stop or change the host; a host setting
-// may opt in to the environment. Python installs no signal handlers: SIGINT,
-// SIGPIPE and the rest stay the host's. Every step's status is checked, and a
-// failed start is remembered so that no later call touches Python.
+// may opt in to the environment. A folder of packages that the host names
+// (a virtual environment's site-packages, a per-user folder) joins sys.path
+// as Python comes up, where the site module would put it. Python installs no
+// signal handlers: SIGINT, SIGPIPE and the rest stay the host's. Every step's
+// status is checked, and a failed start is remembered so that no later call
+// touches Python.
 //
 // Interrupting a run: Python's PyErr_SetInterrupt (async-signal-safe) acts
 // only when Python's own handler table holds a function for SIGINT, so the
@@ -18,6 +21,7 @@
 #include "platform/platform.h"
 #include "script/pyref.h"
 #include "script/pythonrun.h"
+#include "script/pythontexts.h"
 #include "script/pythonwake.h"
 #include "script/scriptinterrupt.h"
 
@@ -53,7 +57,7 @@ std::string statusReason(const PyStatus& status)
     return reason;
 }
 
-void initConfig(PyConfig* config, bool useEnvironment)
+PyStatus initConfig(PyConfig* config, bool useEnvironment)
 {
     if (useEnvironment)
         PyConfig_InitPythonConfig(config);
@@ -61,11 +65,17 @@ void initConfig(PyConfig* config, bool useEnvironment)
         PyConfig_InitIsolatedConfig(config);
     config->install_signal_handlers = 0;
     config->parse_argv = 0;
+    if (useEnvironment)
+        return PyStatus_Ok();
+    // Python takes its program from PATH otherwise: a virtual environment's
+    // python3 there would become sys.prefix and drop the system's
+    // site-packages, and another Python's would be what sys.executable starts.
+    return PyConfig_SetBytesString(config, &config->executable, KEL_PYTHON_EXECUTABLE);
 }
 
 }  // namespace
 
-KelPythonStart kelPythonStart(bool useEnvironment, std::string* failure)
+KelPythonStart kelPythonStart(bool useEnvironment, const KelWideString& siteFolder, std::string* failure)
 {
     if (Py_IsInitialized())
         return KelPythonStart::alreadyUp;
@@ -85,8 +95,9 @@ KelPythonStart kelPythonStart(bool useEnvironment, std::string* failure)
     PyStatus status = Py_PreInitialize(&preconfig);
     if (!PyStatus_Exception(status)) {
         PyConfig config;
-        initConfig(&config, useEnvironment);
-        status = Py_InitializeFromConfig(&config);
+        status = initConfig(&config, useEnvironment);
+        if (!PyStatus_Exception(status))
+            status = Py_InitializeFromConfig(&config);
         PyConfig_Clear(&config);
     }
     if (PyStatus_Exception(status)) {
@@ -96,7 +107,14 @@ KelPythonStart kelPythonStart(bool useEnvironment, std::string* failure)
     }
     kelPythonRunText("# -*- coding: utf-8 -*-\n");
     installInterruptHandler();
+    if (!siteFolder.isEmpty())
+        kelPythonRunOwnText(kelPySiteFolderText + ("_kelSiteFolder(" + kelPythonPathLiteral(siteFolder) + ")\n"));
     return KelPythonStart::started;
+}
+
+std::string kelPythonVersion()
+{
+    return std::to_string(PY_MAJOR_VERSION) + "." + std::to_string(PY_MINOR_VERSION);
 }
 
 bool kelPythonUsable()

@@ -104,3 +104,21 @@ const char kelPyTextStreamText[] =
     "            cls.seekable = lambda self: False\n"
     "            cls.encoding = 'utf-8'\n"
     "            cls.errors = 'surrogatepass'\n";
+
+// The folder goes where the site module would put one more site-packages
+// folder: ahead of those it added at start-up (the user's, when the
+// environment is let in, and the system's), behind the standard library.
+// Its .pth files are read as theirs are; the site module reports a bad line
+// itself. A folder that does not exist yet stays on sys.path once: the site
+// module would add it again, as it knows only folders that exist.
+const char kelPySiteFolderText[] =
+    "def _kelSiteFolder(folder):\n"
+    "    import os, site, sys\n"
+    "    added = [os.path.normcase(os.path.abspath(p)) for p in site.getsitepackages()]\n"
+    "    if site.ENABLE_USER_SITE:\n"
+    "        added.append(os.path.normcase(os.path.abspath(site.getusersitepackages())))\n"
+    "    at = next((i for i, p in enumerate(sys.path) if os.path.normcase(os.path.abspath(p)) in added),\n"
+    "              len(sys.path))\n"
+    "    sys.path.insert(at, folder)\n"
+    "    if os.path.isdir(folder):\n"
+    "        site.addsitedir(folder)\n";

@@ -24,3 +24,6 @@ extern const char kelPyHostPackageText[];
 // Defines _kelTextStreams(), which gives the output classes what Python's own
 // text streams offer beside write.
 extern const char kelPyTextStreamText[];
+// Defines _kelSiteFolder(folder), which puts a folder of packages on
+// sys.path as the site module puts site-packages there.
+extern const char kelPySiteFolderText[];

@@ -1,8 +1,6 @@
 // The error file of a run in file mode.
 #include "script/scripterrorfile.h"
 
-#include <vector>
-
 #include "platform/platform.h"
 #include "script/commandbridge.h"
 #include "text/utf16text.h"
@@ -23,37 +21,6 @@ OuterRun& outerRun()
 {
     static auto* run = new OuterRun;
     return *run;
-}
-
-KelPath currentDirectory()
-{
-    std::vector<char> native(1024);
-    size_t length = kelCurrentDirectory(native.data(), native.size());
-    if (length >= native.size()) {
-        native.resize(length + 1);
-        length = kelCurrentDirectory(native.data(), native.size());
-    }
-    native.resize(length + 1);  // whatever came, terminated
-    native[length] = '\0';
-    std::vector<char16_t> wide(native.size() + 1);
-    size_t units = kelWidePath(native.data(), wide.data(), wide.size());
-    if (units >= wide.size()) {
-        wide.resize(units + 1);
-        kelWidePath(native.data(), wide.data(), wide.size());
-    }
-    KelWideString text;
-    text.assign(wide.data());  // a copy of its own: a borrowed text would dangle
-    return KelPath(text);
-}
-
-KelPath absolute(const KelPath& path)
-{
-    if (kelIsAbsolutePath(path.chars()))
-        return path;
-    KelPath result = currentDirectory();
-    if (!path.isEmpty())
-        result.append(path);
-    return result;
 }
 
 void tellUser(const KelPath& file, const char* reason)
@@ -84,7 +51,7 @@ ScriptErrorFile::ScriptErrorFile()
         return;
     run.told = false;
     run.opened = false;
-    run.directory = absolute(KelPath(kelDirectory("macros")));
+    run.directory = kelAbsolutePath(KelPath(kelDirectory("macros")));
     run.lock = kelLockDirectory(run.directory.forOpen().chars());
     run.file = fileIn(run.directory, run.lock != -2);
 }
@@ -93,7 +60,7 @@ KelPath ScriptErrorFile::currentPath()
 {
     if (outerRun().depth > 0)
         return outerRun().file;
-    return fileIn(absolute(KelPath(kelDirectory("macros"))), true);
+    return fileIn(kelAbsolutePath(KelPath(kelDirectory("macros"))), true);
 }
 
 ScriptErrorFile::~ScriptErrorFile()

@@ -23,6 +23,7 @@
 #include "script/pythontexts.h"
 #include "script/scripterrorfile.h"
 #include "script/scriptinterrupt.h"
+#include "script/sitepackages.h"
 #include "text/pythonliteral.h"
 #include "text/utf16text.h"
 
@@ -79,6 +80,17 @@ bool isPlainName(const char* name)
     return true;
 }
 
+// The folder of packages ahead of the system's that the host's settings
+// name (see sitepackages.h).
+KelSitePackages sitePackages()
+{
+    SPtr<IDataStore> store;
+    if (!store)
+        return KelSitePackages();
+    return kelSitePackages(store->getString("Advanced/python virtual environment", 0),
+                           store->getString("Directories/Python Packages Directory", 0), kelPythonVersion());
+}
+
 }  // namespace
 
 bool kelSettingOn(const char* key)
@@ -101,7 +113,11 @@ ScriptInterpreterPython::ScriptInterpreterPython() : ScriptInterpreter(translate
     modulePrefix.assign("kel");
     statementEnd.assign("");
     std::string failure;
-    if (kelPythonStart(kelSettingOn("Advanced/python environment"), &failure) == KelPythonStart::failed)
+    KelSitePackages packages = sitePackages();
+    if (!packages.problem.empty())
+        reportToUser("The Python virtual environment is not used:\n%1", packages.problem);
+    if (kelPythonStart(kelSettingOn("Advanced/python environment"), packages.folder, &failure) ==
+        KelPythonStart::failed)
         reportToUser("Python could not start:\n%1", failure);  // once; every run gives -1
     else
         kelPythonRunOwnText(kelPyUnraisableGuardText);

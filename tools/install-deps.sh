@@ -4,7 +4,7 @@
 set -euo pipefail
 packages=(
   cmake ninja-build g++ clang libclang-rt-14-dev
-  libpython3-dev python3
+  libpython3-dev python3 python3-venv
   libgtest-dev libgmock-dev libbenchmark-dev
   libcli11-dev libreadline-dev
   libjemalloc-dev libmimalloc-dev

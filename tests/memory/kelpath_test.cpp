@@ -78,6 +78,14 @@ TEST(KelPath, ForOpenGivesNativeSeparatorsAndDriveRoots)
         EXPECT_EQ(units(KelPath(wide(form.first)).forOpen()), native(form.second)) << ascii(wide(form.first));
 }
 
+TEST(KelPath, AbsolutePathsStayAndRelativeOnesJoinTheCurrentDirectory)
+{
+    const KelPath current = kelAbsolutePath(KelPath());
+    EXPECT_TRUE(kelIsAbsolutePath(current.chars())) << ascii(current);
+    EXPECT_EQ(units(kelAbsolutePath(current)), units(current));
+    EXPECT_EQ(units(kelAbsolutePath(KelPath(wide(u"sub/file")))), units(current) + u"\\sub\\file");
+}
+
 TEST_F(KelPathServices, DirectoryServiceIsLookedUpOnce)
 {
     // Without the service: the empty string, and the lookup is not repeated.

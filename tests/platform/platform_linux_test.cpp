@@ -4,6 +4,7 @@
 #include "platform/platform.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <signal.h>
 
@@ -36,6 +37,19 @@ TEST(PlatformLinux, FilesGetOwnerPermissionsAndATemporaryOneNoName)
     ASSERT_NE(fd, -1);
     EXPECT_TRUE(fs::is_empty(dir.path()));
     kelClose(fd);
+}
+
+TEST(PlatformLinux, FileKindsFollowLinksAndTellOddFiles)
+{
+    TempDir dir;
+    fs::create_directory(dir.file("sub"));
+    fs::create_directory_symlink(dir.file("sub"), dir.file("to-sub"));
+    fs::create_symlink(dir.file("missing"), dir.file("dangling"));
+    ASSERT_EQ(::mkfifo(dir.file("fifo").c_str(), 0600), 0);
+    EXPECT_EQ(kelFileKind(wide(dir.file("to-sub")).c_str()), KelFileKind::directory);
+    EXPECT_EQ(kelFileKind(wide(dir.file("dangling")).c_str()), KelFileKind::none);
+    EXPECT_EQ(kelFileKind(wide(dir.file("fifo")).c_str()), KelFileKind::other);
+    EXPECT_EQ(kelFileKind(u"\\dev\\null"), KelFileKind::other);
 }
 
 TEST(PlatformFiles, NativePathIsUtf8WithForwardSlashes)

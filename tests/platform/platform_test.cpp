@@ -137,6 +137,26 @@ TEST(ReadFile, GivesTheBytesAsTheyAreInBlocks)
     EXPECT_TRUE(blocks.empty());
 }
 
+TEST(PlatformFiles, FileKindsAreToldApart)
+{
+    TempDir dir;
+    std::ofstream(dir.file("file"), std::ios::binary) << "x";
+    const struct {
+        std::u16string path;
+        KelFileKind kind;
+    } cases[] = {
+        {wide(dir.path()), KelFileKind::directory},
+        {wide(dir.path()) + u"\\", KelFileKind::directory},
+        {wide(dir.file("file")), KelFileKind::regularFile},
+        {wide(dir.file("missing")), KelFileKind::none},
+        {wide(dir.file("file") + "/below"), KelFileKind::none},
+        {u"", KelFileKind::none},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(kelFileKind(c.path.c_str()), c.kind) << std::string(c.path.begin(), c.path.end());
+    EXPECT_EQ(kelFileKind(nullptr), KelFileKind::none);
+}
+
 TEST(CriticalSection, IsReentrantAndExcludesOtherThreads)
 {
     KelCriticalSection section;
