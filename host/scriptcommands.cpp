@@ -145,16 +145,21 @@ void HostCommandList::add(const char* name, HostCommandFunction function, const 
         commands_.push_back(command);  // listed, but nobody can find it by name
         return;
     }
-    HostCommand** slot = byName_.findOrInsert(command->name());
-    if (*slot) {
+    // The key borrows the command's own text, which lives as long as the
+    // command is in the list: a replacement hands its own text to the node.
+    const KelCString key(command->name().chars(), kelBorrow);
+    if (auto* node = byName_.find(key)) {
+        HostCommand* replaced = node->value;
+        node->key = key;  // before the old command, and its text, may go
+        node->value = command.get();
         for (IPtr<HostCommand>& old : commands_) {
-            if (old.get() == *slot)
+            if (old.get() == replaced)
                 old = command;  // the old command may live on in a recording
         }
-    } else {
-        commands_.push_back(command);
+        return;
     }
-    *slot = command.get();
+    *byName_.findOrInsert(key) = command.get();
+    commands_.push_back(command);
 }
 
 void HostCommandList::setRecorder(HostScript* script)

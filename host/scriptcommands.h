@@ -154,8 +154,8 @@ public:
 
 private:
     std::vector<IPtr<HostCommand>> commands_;
-    // By name, the commands' own texts as keys; a command without a name is
-    // listed but not here.
+    // By name, keys borrowing the commands' own texts; a command without a
+    // name is listed but not here.
     KelHashTable<KelCString, HostCommand*, KelCString::HashFunc> byName_{nextTableSize(16)};
     IPtr<HostScript> recorder_;
 };

@@ -96,9 +96,13 @@ const char* keyText(PyObject* key, PyRef& spelled)
 }
 
 // The command's name: the bytes that self holds, also when they are not
-// UTF-8 (self then holds them escaped as lone surrogates).
+// UTF-8 (self then holds them escaped as lone surrogates). An ASCII name,
+// which almost every command has, is read in place: its characters are its
+// UTF-8 bytes, terminated, which is what PyUnicode_AsUTF8 would give too.
 const char* commandName(PyObject* self, PyRef& spelled)
 {
+    if (PyUnicode_Check(self) && PyUnicode_IS_COMPACT_ASCII(self))
+        return static_cast<const char*>(PyUnicode_DATA(self));  // borrowed from self
     const char* name = PyUnicode_AsUTF8(self);  // borrowed: cached in self
     if (name)
         return name;

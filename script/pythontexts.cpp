@@ -73,14 +73,20 @@ const char kelPyUnraisableGuardText[] =
     "_sys.unraisablehook = _sys.unraisablehook\n";
 
 // The host's own package comes from its own directory, whatever a folder
-// ahead of it on sys.path (the current one, '.') holds.
+// ahead of it on sys.path (the current one, '.') holds. The finder and
+// module_from_spec are taken from the import system's own modules, which are
+// always loaded: importing importlib for them (and importlib.util, which
+// only passes module_from_spec on) would import warnings, contextlib,
+// functools and more at every start of the host.
 const char kelPyHostPackageText[] =
     "def _kelHostPackage(directory):\n"
-    "    import importlib.machinery, importlib.util, sys\n"
-    "    found = importlib.machinery.PathFinder.find_spec('kelapp', [directory])\n"
+    "    import sys\n"
+    "    from _frozen_importlib import module_from_spec\n"
+    "    from _frozen_importlib_external import PathFinder\n"
+    "    found = PathFinder.find_spec('kelapp', [directory])\n"
     "    if found is None:\n"
     "        return\n"
-    "    module = importlib.util.module_from_spec(found)\n"
+    "    module = module_from_spec(found)\n"
     "    sys.modules['kelapp'] = module\n"
     "    try:\n"
     "        found.loader.exec_module(module)\n"

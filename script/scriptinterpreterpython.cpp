@@ -10,7 +10,6 @@
 #include <string>
 
 #include "core/kelassert.h"
-#include "core/qtxrealloc.h"
 #include "kel/hostservices.h"
 #include "kel/interfacenamelist.h"
 #include "memory/kelfdstreambuf.h"
@@ -34,19 +33,14 @@ namespace {
 const char kSourceFile[] = ".\\scriptinterpreterpython";
 
 // The name under which a command is published: its text, with bytes that
-// are not UTF-8 written as \xNN escapes.
-PyRef publishedName(const char* name)
+// are not UTF-8 written as \xNN escapes. A name that is UTF-8 throughout
+// (self then holds no lone surrogate) is self itself, decoded once.
+PyRef publishedName(const char* name, PyObject* self)
 {
+    if (PyUnicode_AsUTF8(self))  // borrowed, cached in self
+        return PyRef::borrow(self);
+    PyErr_Clear();
     return PyRef::steal(PyUnicode_DecodeUTF8(name, static_cast<Py_ssize_t>(std::strlen(name)), "backslashreplace"));  // new reference
-}
-
-// A copy that lives as long as the method rows: the rest of the process.
-const char* keptCopy(const char* text)
-{
-    const size_t size = std::strlen(text) + 1;
-    void* block = nullptr;
-    qtxMalloc(&block, 1, static_cast<int>(size));  // never null; names are short
-    return static_cast<const char*>(std::memcpy(block, text, size));
 }
 
 KelWideString translatedLanguageName()
@@ -174,7 +168,8 @@ void ScriptInterpreterPython::createModule(const std::string& importText)
     uint32_t count = commands->count();
     // Python keeps pointers to the rows, and to the names in them, for as
     // long as the functions live, which is the rest of the process: the
-    // block and the copies of the names are never freed. The host's own
+    // block is never freed, and each name's text is the UTF-8 form of its
+    // published str, of which one reference is kept for good. The host's own
     // name text may go with its command.
     auto* rows = static_cast<PyMethodDef*>(std::malloc(sizeof(PyMethodDef) * (count ? count : 1)));
     for (uint32_t i = 0; dict && i < count; ++i) {
@@ -184,13 +179,14 @@ void ScriptInterpreterPython::createModule(const std::string& importText)
             continue;
         // self keeps the name's bytes for the look-up at each call.
         PyRef self = PyRef::steal(PyUnicode_DecodeUTF8(name, static_cast<Py_ssize_t>(std::strlen(name)), "surrogateescape"));  // new reference
-        PyRef shown = publishedName(name);
+        PyRef shown = self ? publishedName(name, self.get()) : PyRef();
         const char* shownText = shown ? PyUnicode_AsUTF8(shown.get()) : nullptr;  // borrowed from shown
-        if (!self || !shownText) {
+        if (!shownText) {
             PyErr_Clear();
             continue;
         }
-        rows[i].ml_name = keptCopy(shownText);
+        rows[i].ml_name = shownText;
+        Py_INCREF(shown.get());  // kept for good: the row points into it
         rows[i].ml_meth = reinterpret_cast<PyCFunction>(reinterpret_cast<void (*)(void)>(callCommand));
         rows[i].ml_flags = METH_VARARGS | METH_KEYWORDS;
         rows[i].ml_doc = nullptr;

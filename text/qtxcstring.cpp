@@ -212,16 +212,6 @@ void KelCString::replaceAll(const char* from, const char* to)
     }
 }
 
-uint32_t KelCString::HashFunc::hash(const char* text)
-{
-    if (!text)
-        return 0;
-    uint32_t hash = 5381;
-    for (const char* byte = text; *byte; ++byte)
-        hash = hash * 33 + static_cast<uint32_t>(static_cast<int32_t>(static_cast<signed char>(*byte)));
-    return hash;
-}
-
 std::ostream& operator<<(std::ostream& out, const KelCString& text)
 {
     if (!text.isEmpty())

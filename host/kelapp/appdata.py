@@ -5,16 +5,28 @@ the host's data store. The host process exports the function that does it;
 this module only finds it, so it can be imported only inside the host.
 """
 
-import ctypes
+import _ctypes
 
 __all__ = ['StringAppState']
 
+# The host's function is looked up here, so that the import fails outside
+# the host; the call through ctypes is built at the first write. Importing
+# ctypes costs about as much as a third of Python's own start, and most runs
+# never write a state.
 try:
-    _setState = ctypes.CDLL(None).kelAppDataSetState
-except AttributeError:
+    _address = _ctypes.dlsym(_ctypes.dlopen(None), 'kelAppDataSetState')
+except OSError:
     raise ImportError('kelapp.appdata works only inside the host application') from None
-_setState.argtypes = [ctypes.c_char_p, ctypes.c_char_p, ctypes.c_int64]
-_setState.restype = ctypes.c_int32
+_setState = None
+
+
+def _hostSetState():
+    global _setState
+    if _setState is None:
+        import ctypes
+        call = ctypes.CFUNCTYPE(ctypes.c_int32, ctypes.c_char_p, ctypes.c_char_p, ctypes.c_int64)
+        _setState = call(_address)
+    return _setState
 
 
 class StringAppState:
@@ -33,7 +45,7 @@ class StringAppState:
         if not isinstance(text, str):
             text = str(text)
         units = text.encode('utf-16-le', 'surrogatepass')
-        done = _setState(self._key, units, len(units) // 2)
+        done = _hostSetState()(self._key, units, len(units) // 2)
         if done < 0:
             raise OverflowError('a text of %d units is longer than the host '
                                 'state %r can hold' % (len(units) // 2, self.name))

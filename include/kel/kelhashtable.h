@@ -12,31 +12,80 @@
 
 #include "kel/qtxcstring.h"
 
+// The bucket counts a table takes, in growing order.
+inline constexpr uint32_t kelTablePrimes[32] = {
+    2u,        3u,        5u,         11u,        17u,        37u,        67u,         131u,
+    257u,      521u,      1031u,      2053u,      4099u,      8209u,      16411u,      32771u,
+    65537u,    131101u,   262147u,    524309u,    1048583u,   2097169u,   4194319u,    8388617u,
+    16777259u, 33554467u, 67108879u,  134217757u, 268435459u, 536870923u, 1073741827u, 2147483659u};
+
 // The first prime of the table that is greater than `n`; past the 31st entry
 // the last one, 2147483659, answers everything.
 inline uint32_t nextTableSize(uint32_t n)
 {
-    static const uint32_t primes[32] = {
-        2u,         3u,         5u,         11u,        17u,        37u,        67u,        131u,
-        257u,       521u,       1031u,      2053u,      4099u,      8209u,      16411u,     32771u,
-        65537u,     131101u,    262147u,    524309u,    1048583u,   2097169u,   4194319u,   8388617u,
-        16777259u,  33554467u,  67108879u,  134217757u, 268435459u, 536870923u, 1073741827u, 2147483659u};
     for (int i = 0; i < 31; ++i) {
-        if (primes[i] > n)
-            return primes[i];
+        if (kelTablePrimes[i] > n)
+            return kelTablePrimes[i];
     }
-    return primes[31];
+    return kelTablePrimes[31];
+}
+
+// ceil(2^64 / p) for each prime of the table. With it the remainder of a
+// 32-bit number n by p is ((c * n mod 2^64) * p) >> 64: the low word of c * n
+// is the fraction n / p in 64 bits, and that times p is the remainder, exact
+// for every 32-bit n and p (64 bits of fraction are twice what 32-bit
+// operands need).
+struct KelTableReciprocals {
+    uint64_t of[32];
+    constexpr KelTableReciprocals() : of()
+    {
+        for (int i = 0; i < 32; ++i)
+            of[i] = ~uint64_t(0) / kelTablePrimes[i] + 1;
+    }
+};
+inline constexpr KelTableReciprocals kelTableReciprocals{};
+
+// `hash` modulo `size`, the bucket of a key. A look-up does this on every
+// call, and a hardware divide is the slowest step of a short look-up, so the
+// remainder is computed from the prime's reciprocal. The primes have one bit
+// length each (2 and 3 share one), so the length finds the candidate; a count
+// that is not a prime of the table (a table built elsewhere with a count of
+// its own) is divided as it is, and 0 buckets give bucket 0.
+inline uint32_t kelBucketOf(uint32_t hash, uint32_t size)
+{
+    if (size == 0)
+        return 0;
+    const int bits = 32 - __builtin_clz(size);
+    const int index = bits - 1 - (size == 2 ? 1 : 0);
+    if (kelTablePrimes[index] != size)
+        return hash % size;
+    __extension__ typedef unsigned __int128 Wide;
+    const uint64_t low = kelTableReciprocals.of[index] * hash;
+    return static_cast<uint32_t>((static_cast<Wide>(low) * size) >> 64);
 }
 
 // Key equality: field by field for identities (operator==), byte for byte for
-// narrow strings, where two null texts are equal.
+// narrow strings, where two null texts are equal. Inline, without a library
+// call: command and class names are short, and most compares in a chain fail
+// at the first byte.
 template <class K>
 struct KelKeyEqual {
     bool operator()(const K& a, const K& b) const { return a == b; }
 };
 template <>
 struct KelKeyEqual<KelCString> {
-    bool operator()(const KelCString& a, const KelCString& b) const { return a.equals(b.chars()); }
+    bool operator()(const KelCString& a, const KelCString& b) const
+    {
+        const char* x = a.chars();
+        const char* y = b.chars();
+        if (!x || !y)
+            return x == y;
+        while (*x && *x == *y) {
+            ++x;
+            ++y;
+        }
+        return *x == *y;
+    }
 };
 
 // V is a pointer type: each node holds one word of value.
@@ -107,7 +156,7 @@ public:
     // key in any case, even when there are no buckets yet.
     Node* lookup(const K& key, uint32_t& bucket) const
     {
-        bucket = size ? static_cast<uint32_t>(hash(key)) % size : 0;
+        bucket = kelBucketOf(static_cast<uint32_t>(hash(key)), size);
         if (!buckets)
             return nullptr;
         KelKeyEqual<K> equal;
@@ -156,7 +205,7 @@ public:
             Node* node = buckets[i];
             while (node) {
                 Node* next = node->next;
-                node->bucketIndex = static_cast<uint32_t>(hash(node->key)) % n;
+                node->bucketIndex = kelBucketOf(static_cast<uint32_t>(hash(node->key)), n);
                 node->next = fresh[node->bucketIndex];
                 fresh[node->bucketIndex] = node;
                 node = next;

@@ -97,10 +97,19 @@ public:
     // on behind each replacement.
     void replaceAll(const char* from, const char* to);
 
-    // djb2 over the bytes read as signed chars; null hashes to 0.
+    // djb2 over the bytes read as signed chars; null hashes to 0. Inline:
+    // every look-up of a command or class name starts here.
     struct HashFunc {
         uint32_t operator()(const KelCString& text) const { return hash(text.chars_); }
-        static uint32_t hash(const char* text);
+        static uint32_t hash(const char* text)
+        {
+            if (!text)
+                return 0;
+            uint32_t sum = 5381;
+            for (const char* byte = text; *byte; ++byte)
+                sum = sum * 33 + static_cast<uint32_t>(static_cast<int32_t>(static_cast<signed char>(*byte)));
+            return sum;
+        }
     };
 
 private:

@@ -1,12 +1,14 @@
 // The hash table behind the class registry, and the registry itself.
 #include <gtest/gtest.h>
 
+#include <string>
 #include <vector>
 
 #include "component/kelclassfactory.h"
 #include "kel/componentid.h"
 #include "kel/kelhashtable.h"
 #include "kel/kelid.h"
+#include "kel/qtxcstring.h"
 
 namespace {
 using IdTable = KelHashTable<KelID, void*, KelID::HashFunc>;
@@ -71,6 +73,64 @@ TEST(KelHashTableTest, EnumerationFollowsBucketsThenChainsAndResizeReversesChain
     table.resize(5);
     EXPECT_EQ(table.size, 5u);
     EXPECT_EQ(enumerate(table), (std::vector<uint32_t>{1, 3, 58, 14}));
+}
+
+TEST(KelHashTableTest, BucketIsTheRemainderForEveryCount)
+{
+    // Dividends where a reciprocal is most likely to be off by one: around
+    // multiples of the divisor, and the ends of the range.
+    auto check = [](uint32_t size) {
+        std::vector<uint32_t> hashes = {0u, 1u, size - 1, size, size + 1, 0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFEu,
+                                        0xFFFFFFFFu};
+        const uint64_t top = 0xFFFFFFFFu / size * uint64_t{size};
+        for (uint64_t m : {top, top - size, uint64_t{size} * 12345u % (top + 1)})
+            for (int64_t delta = -2; delta <= 2; ++delta)
+                hashes.push_back(static_cast<uint32_t>(m + delta));
+        uint32_t x = 2463534242u;
+        for (int i = 0; i < 20000; ++i) {  // xorshift: spread over the whole range
+            x ^= x << 13, x ^= x >> 17, x ^= x << 5;
+            hashes.push_back(x);
+        }
+        for (uint32_t hash : hashes)
+            ASSERT_EQ(kelBucketOf(hash, size), hash % size) << hash << " % " << size;
+    };
+    for (uint32_t prime : kelTablePrimes)
+        check(prime);
+    for (uint32_t other : {1u, 4u, 16u, 100u, 2147483648u, 4294967295u})  // counts of a table built elsewhere
+        check(other);
+    EXPECT_EQ(kelBucketOf(12345u, 0), 0u);
+}
+
+TEST(KelHashTableTest, NamesStayFoundThroughEveryGrowthAndInFullChains)
+{
+    using NameTable = KelHashTable<KelCString, void*, KelCString::HashFunc>;
+    // "Aa" and "B@" have the same hash, so they share a bucket at every size.
+    EXPECT_EQ(KelCString::HashFunc::hash("Aa"), KelCString::HashFunc::hash("B@"));
+    NameTable table(nextTableSize(0));
+    std::vector<std::string> names = {"Aa", "B@", "", "a", "ab", "abc", "Abc"};
+    for (int i = 0; i < 3000; ++i)
+        names.push_back("command" + std::to_string(i));
+    std::vector<uint32_t> sizesSeen;
+    for (size_t i = 0; i < names.size(); ++i) {
+        *table.findOrInsert(KelCString(names[i].c_str())) = &names[i];
+        if (sizesSeen.empty() || sizesSeen.back() != table.size)
+            sizesSeen.push_back(table.size);
+        for (size_t j = 0; j <= i; j += (i < 64 ? 1 : 97)) {  // everything so far, sampled once large
+            const NameTable::Node* node = table.find(KelCString(names[j].c_str(), kelBorrow));
+            ASSERT_NE(node, nullptr) << names[j] << " at size " << table.size;
+            ASSERT_EQ(node->value, &names[j]);
+            ASSERT_EQ(node->bucketIndex, KelCString::HashFunc::hash(names[j].c_str()) % table.size);
+        }
+    }
+    EXPECT_EQ(sizesSeen, (std::vector<uint32_t>{2, 3, 5, 11, 17, 37, 67, 131, 257, 521, 1031, 2053, 4099}));
+    EXPECT_EQ(table.count, names.size());
+    // Near misses are not matches: a prefix, a longer text, the null text.
+    for (const char* absent : {"A", "Aa ", "command", "command30000", "B"})
+        EXPECT_EQ(table.find(KelCString(absent, kelBorrow)), nullptr) << absent;
+    EXPECT_EQ(table.find(KelCString()), nullptr);
+    *table.findOrInsert(KelCString()) = &names[0];  // the null text is a key of its own, apart from ""
+    EXPECT_EQ(table.find(KelCString())->value, &names[0]);
+    EXPECT_EQ(table.find(KelCString("", kelBorrow))->value, &names[2]);
 }
 
 struct ReplacementItem : KelItemFactory {

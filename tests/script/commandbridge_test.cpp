@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -186,6 +187,12 @@ TEST(AppData, StringAppStateWritesTheHostsState)
     EXPECT_EQ(pyEval("out.setValue(42)"), "True");
     EXPECT_TRUE(state->stringValue.equals(KelWideString("42")));
     EXPECT_EQ(pyEval("StringAppState('No/Such State').setValue('x')"), "False");
+
+    // Outside the host, in a Python of its own, the import itself fails.
+    const std::string outside = std::string(KEL_PYTHON_EXECUTABLE) + " -I -c \"import sys; sys.path.insert(0, '" +
+                                KEL_BUILD_ROOT + "')\ntry:\n import kelapp.appdata\nexcept ImportError as e:\n" +
+                                " sys.exit(0 if 'only inside the host' in str(e) else 1)\nsys.exit(2)\"";
+    EXPECT_EQ(std::system(outside.c_str()), 0) << outside;
 }
 
 }  // namespace

@@ -29,6 +29,12 @@ TEST(HostCommands, ListFindsByNameAndReplacesInPlace)
     EXPECT_EQ(kelQuery<IScriptValueInt>(result)->getValue(), 2);
     EXPECT_EQ(list->find(KelCString("c19", kelBorrow)), list->item(21));
     EXPECT_EQ(list->find(KelCString("c2", kelBorrow)), list->item(4));
+    // A replaced command's text goes with it: the name stays found through
+    // the text of the command that took its place.
+    list->add("c5", one, "c()");
+    list->add("c5", two, "c()");
+    ASSERT_EQ(list->count(), 22u);
+    EXPECT_EQ(list->find(KelCString(std::string("c5").c_str(), kelBorrow)), list->item(7));
     for (KelCString missing : {KelCString("c", kelBorrow), KelCString(), KelCString("", kelBorrow)})
         EXPECT_EQ(list->find(missing), nullptr);
 }

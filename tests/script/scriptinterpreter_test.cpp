@@ -43,6 +43,10 @@ TEST(ScriptInterpreterStartupTest, PublishedNamesAreTheComponentsOwn)
         {"(kel.nop.__name__, kel.nop.__qualname__, kel.nop())", "('nop', 'str.nop', None)"},
         // Published with the byte escaped; the call still finds its command.
         {"(getattr(kel, 'caf\\\\xe9').__name__, getattr(kel, 'caf\\\\xe9')())", "('caf\\\\xe9', 7)"},
+        // self keeps the bytes, the one that is not UTF-8 as a lone surrogate.
+        {"getattr(kel, 'caf\\\\xe9').__self__", "'caf\\udce9'"},
+        // A UTF-8 name is published as it is and found by its characters.
+        {"(kel.gr\u00fc\u00df.__name__, kel.gr\u00fc\u00df.__self__, kel.gr\u00fc\u00df())", "('gr\\xfc\\xdf', 'gr\\xfc\\xdf', 8)"},
     });
 }
 

@@ -34,6 +34,8 @@ ScriptTestHost* makeHost()
     kelAddCommandSets(*host->commands);
     // A name that is not UTF-8.
     host->commands->add("caf\xe9", [](ScriptCall& call) { call.giveInt(7); return true; }, "caf\xe9()");
+    // One that is UTF-8 but not ASCII.
+    host->commands->add("gr\xc3\xbc\xc3\x9f", [](ScriptCall& call) { call.giveInt(8); return true; }, "");
 
     host->interpreter = new ScriptInterpreterPython;
     host->interpreter->addRef();
