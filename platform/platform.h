@@ -150,7 +150,7 @@ struct KelCriticalSection {
     // a thread itself ever stores its own pointer, so a relaxed read that
     // finds it proves the section is already held by the reader.
     std::atomic<void*> owner;
-    int depth;  // touched by the holder only
+    int depth;  // enters beyond the first, so 0 while free; touched by the holder only
 };
 void kelCriticalSectionInit(KelCriticalSection* section);
 // The road of a section found taken: marks the word and sleeps until it is
@@ -170,13 +170,14 @@ inline void kelCriticalSectionEnter(KelCriticalSection* section)
     if (!section->word.compare_exchange_strong(expected, 1, std::memory_order_acquire, std::memory_order_relaxed))
         kelCriticalSectionWait(section);
     section->owner.store(self, std::memory_order_relaxed);
-    section->depth = 1;
 }
 
 inline void kelCriticalSectionLeave(KelCriticalSection* section)
 {
-    if (--section->depth > 0)
+    if (section->depth > 0) {
+        --section->depth;
         return;
+    }
     section->owner.store(nullptr, std::memory_order_relaxed);
     if (section->word.exchange(0, std::memory_order_release) == 2)
         kelCriticalSectionWake(section);
