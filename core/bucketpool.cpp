@@ -25,14 +25,20 @@ Immortal<BucketMemoryAllocator> moduleAllocator;
 KelCriticalSection moduleSection;
 bool moduleSectionReady = false;  // a plain flag: the first use is during module loading
 
-// The current pool. Once shared it never changes again; while private it is
-// read and switched under the section only (see bucketAlloc).
-std::atomic<BucketMemoryPool*> currentPool{nullptr};
-std::atomic<bool> privatePool{false};
-int allocationCount = 0;  // guarded by the section
+// The current pool is one of two. The private pool is this module's own and
+// may be merged away and destroyed by another thread, so it is read and
+// switched under the section only. Once the module has found the host's pool
+// it keeps it for good: from then on sharedPool is set, never changes, and
+// is read without the section (the pool's own calls take the section).
+BucketMemoryPool* privatePool = nullptr;  // guarded by the section
+std::atomic<BucketMemoryPool*> sharedPool{nullptr};
 
 // An allocation past this many counted ones looks for the host's pool again.
 constexpr int kLookupInterval = 600;
+// Allocations from the private pool since the last look for the host's;
+// guarded by the section. It starts past the interval so that the first
+// allocation of the module chooses its pool on the same road.
+int allocationCount = kLookupInterval + 1;
 
 KelCriticalSection* section()
 {
@@ -42,6 +48,12 @@ KelCriticalSection* section()
     }
     return &moduleSection;
 }
+
+// Module loading runs on one thread. Readying the section then, at the
+// latest, means that no two threads can ever both find the flag clear and
+// initialise the section over each other's hold, even in a module whose first
+// allocation comes from a thread it started.
+const bool sectionReadyAtLoad = section() != nullptr;
 
 class SectionLock {
 public:
@@ -77,34 +89,35 @@ BucketMemoryPool* lookUpSharedPool()
     return service ? kelQuery<BucketMemoryPool>(service) : nullptr;
 }
 
-// The caller holds the section.
-void switchToSharedPoolUnsafe()
+// The first allocation of the module, every allocation past the lookup
+// interval while the pool is private, and a thread that saw no shared pool
+// before another one moved to it. Chooses or switches the current pool and
+// gives the shared pool, or null when the private pool stays current. The
+// caller holds the section.
+__attribute__((noinline)) BucketMemoryPool* settleCurrentPoolUnsafe()
 {
+    if (BucketMemoryPool* shared = sharedPool.load(std::memory_order_relaxed))
+        return shared;
+    if (privatePool && allocationCount <= kLookupInterval)
+        return nullptr;
     allocationCount = 0;
-    BucketMemoryPool* shared = lookUpSharedPool();
-    if (!shared)
-        return;
-    BucketMemoryPool* own = currentPool.load(std::memory_order_relaxed);
-    if (shared != own) {
-        own->mergeIntoUnsafe(shared);
-        shared->addRef();
-        currentPool.store(shared, std::memory_order_release);
+    BucketMemoryPool* found = lookUpSharedPool();
+    if (!found) {
+        if (!privatePool) {
+            privatePool = new BucketMemoryPool(4, 8192, 262144);
+            privatePool->addRef();
+        }
+        return nullptr;
     }
-    privatePool.store(false, std::memory_order_release);
-    if (shared != own)
+    found->addRef();
+    BucketMemoryPool* own = privatePool;
+    privatePool = nullptr;
+    if (own && own != found)
+        own->mergeIntoUnsafe(found);
+    sharedPool.store(found, std::memory_order_release);
+    if (own)
         own->release();
-}
-
-// The first allocation of the module. The caller holds the section.
-void chooseFirstPoolUnsafe()
-{
-    BucketMemoryPool* pool = lookUpSharedPool();
-    if (!pool) {
-        pool = new BucketMemoryPool(4, 8192, 262144);
-        privatePool.store(true, std::memory_order_relaxed);
-    }
-    pool->addRef();
-    currentPool.store(pool, std::memory_order_release);
+    return found;
 }
 
 }  // namespace
@@ -168,25 +181,32 @@ void* BucketMemoryPool::allocate(int size, int* gotSize)
     return allocateUnsafe(size, gotSize);
 }
 
+// Inline in allocate and bucketAlloc: a pop from a free stack is the steady
+// state of a string's life. Whatever needs the heap is takeFromHeapUnsafe.
 void* BucketMemoryPool::allocateUnsafe(int size, int* gotSize)
 {
-    if (size < 0 || size > kBucketMaxSize)
+    if (static_cast<unsigned>(size) > static_cast<unsigned>(kBucketMaxSize))
         qtxMemoryExhausted(size, -4);
     BucketClass sizeClass = bucketClassOf(size, step, smallLimit, poolLimit);
-    if (sizeClass.bucket < 0) {
-        *gotSize = size;
-        return newBlockUnsafe(size);
-    }
-    BucketStack* stack = buckets[sizeClass.bucket];
-    if (stack) {
-        for (int tries = stack->count; tries > 0; --tries) {
-            BucketEntry entry = stack->pop();
-            if (entry.block) {
-                *gotSize = entry.blockSize;
-                return entry.block;
+    // A plain request (bucket -1) fails this test as a huge unsigned index.
+    if (static_cast<unsigned>(sizeClass.bucket) < static_cast<unsigned>(buckets.size)) {
+        if (BucketStack* stack = buckets.data[sizeClass.bucket]) {
+            while (stack->count > 0) {
+                BucketEntry entry = stack->pop();
+                if (entry.block) {
+                    *gotSize = entry.blockSize;
+                    return entry.block;
+                }
             }
         }
     }
+    return takeFromHeapUnsafe(sizeClass, gotSize);
+}
+
+void* BucketMemoryPool::takeFromHeapUnsafe(BucketClass sizeClass, int* gotSize)
+{
+    if (sizeClass.bucket >= buckets.size)
+        buckets.grow(sizeClass.bucket + 1);  // every bucket index is a valid entry once used
     *gotSize = sizeClass.blockSize;
     return newBlockUnsafe(sizeClass.blockSize);
 }
@@ -202,7 +222,7 @@ bool BucketMemoryPool::deallocate(int size, void** block)
         return true;
     }
     SectionLock lock;
-    pushUnsafe(sizeClass.bucket, sizeClass.blockSize, *block);
+    pushUnsafe(sizeClass, *block);
     *block = nullptr;
     return true;
 }
@@ -215,17 +235,26 @@ bool BucketMemoryPool::deallocateUnsafe(int size, void** block)
     if (sizeClass.bucket < 0)
         releaseThroughHeader(*block);
     else
-        pushUnsafe(sizeClass.bucket, sizeClass.blockSize, *block);
+        pushUnsafe(sizeClass, *block);
     *block = nullptr;
     return true;
 }
 
-void BucketMemoryPool::pushUnsafe(int bucket, int blockSize, void* block)
+void BucketMemoryPool::pushUnsafe(BucketClass sizeClass, void* block)
 {
-    BucketStack*& stack = buckets[bucket];
+    BucketStack* stack = sizeClass.bucket < buckets.size ? buckets.data[sizeClass.bucket] : nullptr;
+    if (stack && stack->count + 1 < stack->size)
+        stack->data[++stack->count] = {sizeClass.blockSize, block};
+    else
+        pushGrowingUnsafe(sizeClass, block);
+}
+
+void BucketMemoryPool::pushGrowingUnsafe(BucketClass sizeClass, void* block)
+{
+    BucketStack*& stack = buckets[sizeClass.bucket];
     if (!stack)
         stack = new BucketStack(9);
-    stack->push({blockSize, block});
+    stack->push({sizeClass.blockSize, block});
 }
 
 bool BucketMemoryPool::setEnabled(bool enabled)
@@ -255,48 +284,49 @@ void BucketMemoryPool::mergeIntoUnsafe(BucketMemoryPool* target)
 
 void* bucketAlloc(int size, int* gotSize)
 {
-    if (!privatePool.load(std::memory_order_acquire)) {
-        if (BucketMemoryPool* shared = currentPool.load(std::memory_order_acquire))
+    if (BucketMemoryPool* shared = sharedPool.load(std::memory_order_acquire))
+        return shared->allocate(size, gotSize);
+    SectionLock lock;
+    if (!privatePool || allocationCount > kLookupInterval) {
+        if (BucketMemoryPool* shared = settleCurrentPoolUnsafe())
             return shared->allocate(size, gotSize);
     }
-    // Private or not yet chosen: the pool may be switched, and the private
-    // pool destroyed, by another thread, so it is used under the section.
-    SectionLock lock;
-    BucketMemoryPool* pool = currentPool.load(std::memory_order_relaxed);
-    if (!pool) {
-        chooseFirstPoolUnsafe();
-        pool = currentPool.load(std::memory_order_relaxed);
-    } else if (allocationCount > kLookupInterval && privatePool.load(std::memory_order_relaxed)) {
-        switchToSharedPoolUnsafe();
-        pool = currentPool.load(std::memory_order_relaxed);
-    }
-    if (!privatePool.load(std::memory_order_relaxed))
-        return pool->allocate(size, gotSize);
     ++allocationCount;
-    return pool->allocateUnsafe(size, gotSize);
+    return privatePool->allocateUnsafe(size, gotSize);
 }
 
 void bucketFree(int size, void** block)
 {
     if (!*block || size <= 0)
         return;
-    if (!privatePool.load(std::memory_order_acquire)) {
-        if (BucketMemoryPool* shared = currentPool.load(std::memory_order_acquire))
-            shared->deallocate(size, block);
-        else
-            releaseThroughHeader(*block);
+    if (BucketMemoryPool* shared = sharedPool.load(std::memory_order_acquire)) {
+        shared->deallocate(size, block);
         return;
     }
-    SectionLock lock;
-    currentPool.load(std::memory_order_relaxed)->deallocateUnsafe(size, block);
+    {
+        SectionLock lock;
+        if (privatePool) {
+            privatePool->deallocateUnsafe(size, block);
+            return;
+        }
+    }
+    // No pool yet, or the module moved to the host's pool meanwhile.
+    if (BucketMemoryPool* shared = sharedPool.load(std::memory_order_acquire))
+        shared->deallocate(size, block);
+    else
+        releaseThroughHeader(*block);
 }
 
 BucketMemoryPool* bucketCurrentPool()
 {
-    return currentPool.load(std::memory_order_acquire);
+    if (BucketMemoryPool* shared = sharedPool.load(std::memory_order_acquire))
+        return shared;
+    SectionLock lock;
+    return privatePool ? privatePool : sharedPool.load(std::memory_order_relaxed);
 }
 
 bool bucketPoolIsPrivate()
 {
-    return privatePool.load(std::memory_order_acquire);
+    SectionLock lock;
+    return privatePool != nullptr;
 }

@@ -124,8 +124,10 @@ public:
 
     // The bodies of allocate and deallocate, and the merge of this pool's free
     // stacks into `target`; the caller holds this module's critical section.
-    void* allocateUnsafe(int size, int* gotSize);
-    bool deallocateUnsafe(int size, void** block);
+    // The first two are defined in bucketpool.cpp, the only place that calls
+    // them, inline: they are the steady state of every pool call.
+    inline void* allocateUnsafe(int size, int* gotSize);
+    inline bool deallocateUnsafe(int size, void** block);
     void mergeIntoUnsafe(BucketMemoryPool* target);
 
     KelArray<BucketStack*> buckets;  // one stack per bucket index, null until first use
@@ -134,7 +136,11 @@ public:
     int poolLimit;                   // largest size kept; negative while switched off
 
 private:
-    void pushUnsafe(int bucket, int blockSize, void* block);
+    // The roads that reach the heap or grow an array, kept out of line so that
+    // the pop and the push stay short.
+    __attribute__((noinline)) void* takeFromHeapUnsafe(BucketClass sizeClass, int* gotSize);
+    __attribute__((noinline)) void pushGrowingUnsafe(BucketClass sizeClass, void* block);
+    inline void pushUnsafe(BucketClass sizeClass, void* block);
 };
 
 // The header word of a block handed out by any pool.

@@ -19,11 +19,14 @@ bool HostTranslator::lookupText(const char* text, KelWideString* result)
 
 void HostTranslator::queryInterface(const char* name, void* out, bool flag)
 {
-    if (name && kelSameName(name, "HostTranslator")) {
-        kelSetOut(out, this);
-        return;
+    hostQueryInterface<>(this, className(), name, out);
+    // Then the walk of the base class, for a name only while nothing matched.
+    if (!name) {
+        KelTrivialTranslator::queryInterface(nullptr, out, false);
+        popClass(kelNameListOf(out));
+    } else if (!*static_cast<void**>(out)) {
+        KelTrivialTranslator::queryInterface(name, out, false);
     }
-    KelTrivialTranslator::queryInterface(name, out, flag);
 }
 
 IKelTranslator* HostTranslatorService::translatorFor(const KelID& component)

@@ -4,32 +4,9 @@
 
 #include <cstdio>
 
+#include "host/hostquery.h"
 #include "host/hostreporting.h"
-#include "kel/interfacenamelist.h"
 #include "text/utf16text.h"
-
-namespace {
-
-// Answers a query for the object itself, its one interface and IKelUnknown.
-template <class Interface>
-void answerQuery(Interface* self, const char* className, const char* name, void* out)
-{
-    if (!name) {
-        KelInterfaceNameList* list = kelNameListOf(out);
-        addName(className, 1, list);
-        addName(Interface::interfaceName, 0, list);
-        popClass(list);
-        return;
-    }
-    if (kelSameName(name, Interface::interfaceName))
-        kelSetOut(out, self);
-    else if (kelSameName(name, IKelUnknown::interfaceName))
-        kelSetOut(out, static_cast<IKelUnknown*>(self));
-    else
-        kelSetOut(out, nullptr);
-}
-
-}  // namespace
 
 IScriptValue* ScriptCall::at(uint32_t index) const
 {
@@ -116,7 +93,7 @@ bool ScriptCall::getText(uint32_t index, const char* name, KelWideString& out) c
 
 void HostPrototype::queryInterface(const char* name, void* out, bool flag)
 {
-    answerQuery<IScriptPrototype>(this, className(), name, out);
+    hostQueryInterface<IScriptPrototype>(this, className(), name, out);
 }
 
 HostCommand::HostCommand(const char* name, HostCommandFunction function, const char* usage)
@@ -134,7 +111,7 @@ bool HostCommand::execute(IScriptActualArgList* args, IScriptValue** result)
 
 void HostCommand::queryInterface(const char* name, void* out, bool flag)
 {
-    answerQuery<IScriptCommand>(this, className(), name, out);
+    hostQueryInterface<IScriptCommand>(this, className(), name, out);
 }
 
 void HostCommandList::add(const char* name, HostCommandFunction function, const char* usage)
@@ -184,7 +161,7 @@ IScriptCommand* HostCommandList::item(uint32_t index)
 
 void HostCommandList::queryInterface(const char* name, void* out, bool flag)
 {
-    answerQuery<IScriptCommandList>(this, className(), name, out);
+    hostQueryInterface<IScriptCommandList>(this, className(), name, out);
 }
 
 void HostScript::append(IScriptCommand* command, IScriptActualArgList* args)
@@ -204,7 +181,7 @@ IScriptActualArgList* HostScript::arguments(uint32_t index)
 
 void HostScript::queryInterface(const char* name, void* out, bool flag)
 {
-    answerQuery<IScript>(this, className(), name, out);
+    hostQueryInterface<IScript>(this, className(), name, out);
 }
 
 void HostScriptEngine::reportError(const KelWideString& message, int32_t flags)
@@ -219,5 +196,5 @@ void HostScriptEngine::reportError(const KelWideString& message, int32_t flags)
 
 void HostScriptEngine::queryInterface(const char* name, void* out, bool flag)
 {
-    answerQuery<IScriptEngine>(this, className(), name, out);
+    hostQueryInterface<IScriptEngine>(this, className(), name, out);
 }

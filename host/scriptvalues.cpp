@@ -5,7 +5,6 @@
 
 #include <ostream>
 
-#include "kel/interfacenamelist.h"
 #include "text/pythonliteral.h"
 
 namespace {
@@ -38,17 +37,6 @@ int sizeClass(std::size_t size)
     return size == 0 || size > kLargest ? -1 : static_cast<int>((size - 1) / kGrain);
 }
 
-void enumerate(void* out, const char* className, const char* typed, bool isValue)
-{
-    KelInterfaceNameList* list = kelNameListOf(out);
-    addName(className, 1, list);
-    if (isValue)
-        addName(IScriptValue::interfaceName, 0, list);
-    if (typed)
-        addName(typed, 0, list);
-    popClass(list);
-}
-
 }  // namespace
 
 void* HostScriptObject::operator new(std::size_t size)
@@ -77,22 +65,6 @@ void HostScriptObject::operator delete(void* block, std::size_t size)
     free->next = lists.head[c];
     lists.head[c] = free;
     ++lists.count[c];
-}
-
-void HostValue::queryInterface(const char* name, void* out, bool flag)
-{
-    if (!name) {
-        enumerate(out, className(), typedInterfaceName(), true);
-        return;
-    }
-    if (void* typed = typedInterface(name))
-        kelSetOut(out, typed);
-    else if (kelSameName(name, IScriptValue::interfaceName))
-        kelSetOut(out, static_cast<IScriptValue*>(this));
-    else if (kelSameName(name, IKelUnknown::interfaceName))
-        kelSetOut(out, static_cast<IKelUnknown*>(this));
-    else
-        kelSetOut(out, nullptr);
 }
 
 void hostWriteValue(std::ostream& out, bool value)
@@ -133,9 +105,9 @@ IScriptValue* HostListValue::item(uint32_t index)
     return index < items_.size() ? items_[index].get() : nullptr;
 }
 
-void* HostListValue::typedInterface(const char* name)
+void HostListValue::queryInterface(const char* name, void* out, bool flag)
 {
-    return kelSameName(name, IScriptValueList::interfaceName) ? static_cast<IScriptValueList*>(this) : nullptr;
+    hostQueryInterface<IScriptValueList, IScriptValue>(this, className(), name, out);
 }
 
 void HostListValue::write(std::ostream& out)
@@ -184,16 +156,7 @@ uint32_t HostActualArg::refCount()
 
 void HostActualArg::queryInterface(const char* name, void* out, bool flag)
 {
-    if (!name) {
-        enumerate(out, className(), IScriptActualArg::interfaceName, false);
-        return;
-    }
-    if (kelSameName(name, IScriptActualArg::interfaceName))
-        kelSetOut(out, static_cast<IScriptActualArg*>(this));
-    else if (kelSameName(name, IKelUnknown::interfaceName))
-        kelSetOut(out, static_cast<IKelUnknown*>(this));
-    else
-        kelSetOut(out, nullptr);
+    hostQueryInterface<IScriptActualArg>(this, className(), name, out);
 }
 
 HostArgList::~HostArgList()
@@ -225,30 +188,10 @@ IScriptActualArg* HostArgList::item(uint32_t index)
 
 void HostArgList::queryInterface(const char* name, void* out, bool flag)
 {
-    if (!name) {
-        enumerate(out, className(), IScriptActualArgList::interfaceName, false);
-        return;
-    }
-    if (kelSameName(name, IScriptActualArgList::interfaceName))
-        kelSetOut(out, static_cast<IScriptActualArgList*>(this));
-    else if (kelSameName(name, interfaceName))
-        kelSetOut(out, this);
-    else if (kelSameName(name, IKelUnknown::interfaceName))
-        kelSetOut(out, static_cast<IKelUnknown*>(this));
-    else
-        kelSetOut(out, nullptr);
+    hostQueryInterface<IScriptActualArgList>(this, className(), name, out);
 }
 
 void HostScriptFactory::queryInterface(const char* name, void* out, bool flag)
 {
-    if (!name) {
-        enumerate(out, className(), IScriptFactory::interfaceName, false);
-        return;
-    }
-    if (kelSameName(name, IScriptFactory::interfaceName))
-        kelSetOut(out, static_cast<IScriptFactory*>(this));
-    else if (kelSameName(name, IKelUnknown::interfaceName))
-        kelSetOut(out, static_cast<IKelUnknown*>(this));
-    else
-        kelSetOut(out, nullptr);
+    hostQueryInterface<IScriptFactory>(this, className(), name, out);
 }

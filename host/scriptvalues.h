@@ -16,6 +16,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "host/hostquery.h"
 #include "kel/iptr.h"
 #include "kel/kelobject.h"
 #include "kel/kelwidestring.h"
@@ -50,14 +51,8 @@ private:
     static inline long alive_ = 0;
 };
 
+// Each value answers to the typed interface of its kind and to IScriptValue.
 class HostValue : public HostScriptObject, public virtual IScriptValue {
-public:
-    void queryInterface(const char* name, void* out, bool flag) override;
-
-protected:
-    // The typed interface of the value when `name` names it, else null.
-    virtual void* typedInterface(const char* name) = 0;
-    virtual const char* typedInterfaceName() = 0;
 };
 
 // The script text of each plain value (a Python literal that reads back as
@@ -100,13 +95,10 @@ public:
     static ScriptTypeToken typeToken() { return &token_; }
     ScriptTypeToken type() override { return &token_; }
     const char* className() override { return Name; }
-
-protected:
-    void* typedInterface(const char* name) override
+    void queryInterface(const char* name, void* out, bool flag) override
     {
-        return kelSameName(name, Interface::interfaceName) ? static_cast<Interface*>(this) : nullptr;
+        hostQueryInterface<Interface, IScriptValue>(this, Name, name, out);
     }
-    const char* typedInterfaceName() override { return Interface::interfaceName; }
 
 private:
     static inline const char token_ = 0;
@@ -133,10 +125,7 @@ public:
     static ScriptTypeToken typeToken() { return &token_; }
     ScriptTypeToken type() override { return &token_; }
     const char* className() override { return "HostListValue"; }
-
-protected:
-    void* typedInterface(const char* name) override;
-    const char* typedInterfaceName() override { return IScriptValueList::interfaceName; }
+    void queryInterface(const char* name, void* out, bool flag) override;
 
 private:
     static inline const char token_ = 0;
@@ -174,8 +163,7 @@ private:
 
 class HostArgList final : public HostScriptObject, public virtual IScriptActualArgList {
 public:
-    // Answers queries by this name too.
-    static constexpr char interfaceName[] = "HostArgList";
+    static constexpr char interfaceName[] = "HostArgList";  // its class name, which a query answers with the list
 
     explicit HostArgList(bool named) : named_(named) {}
     ~HostArgList() override;

@@ -34,6 +34,7 @@
 // out-of-memory message, so that a test can see it without a user to answer.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 
@@ -140,12 +141,60 @@ size_t kelCurrentDirectory(char* out, size_t capacity);
 
 // A re-entrant lock. kelCriticalSectionInit must run before any other use;
 // the section is never destroyed by this library.
+#if defined(__linux__)
+// The classic three-state futex word (0 free, 1 held, 2 held and maybe waited
+// for), an owner and a depth. Entering a free section is one compare-and-swap,
+// leaving it one exchange, which sees every waiter that marked the word before
+// it, so no wake-up is lost; only a section found taken, or a release that
+// finds a waiter, goes to the kernel (platform_linux.cpp). Enter and leave are
+// inline because the bucket pool runs them on every block it hands out or
+// takes back.
+struct KelCriticalSection {
+    std::atomic<int> word;
+    // The holder's thread pointer, null while nobody holds the section. Only
+    // a thread itself ever stores its own pointer, so a relaxed read that
+    // finds it proves the section is already held by the reader.
+    std::atomic<void*> owner;
+    int depth;  // enters beyond the first, so 0 while free; touched by the holder only
+};
+void kelCriticalSectionInit(KelCriticalSection* section);
+// The road of a section found taken: marks the word and sleeps until it is
+// free, then holds it.
+void kelCriticalSectionWait(KelCriticalSection* section);
+// Wakes one thread that sleeps in kelCriticalSectionWait.
+void kelCriticalSectionWake(KelCriticalSection* section);
+
+inline void kelCriticalSectionEnter(KelCriticalSection* section)
+{
+    void* self = __builtin_thread_pointer();  // unique among live threads, read without a call
+    if (section->owner.load(std::memory_order_relaxed) == self) {
+        ++section->depth;
+        return;
+    }
+    int expected = 0;
+    if (!section->word.compare_exchange_strong(expected, 1, std::memory_order_acquire, std::memory_order_relaxed))
+        kelCriticalSectionWait(section);
+    section->owner.store(self, std::memory_order_relaxed);
+}
+
+inline void kelCriticalSectionLeave(KelCriticalSection* section)
+{
+    if (section->depth > 0) {
+        --section->depth;
+        return;
+    }
+    section->owner.store(nullptr, std::memory_order_relaxed);
+    if (section->word.exchange(0, std::memory_order_release) == 2)
+        kelCriticalSectionWake(section);
+}
+#else
 struct KelCriticalSection {
     alignas(8) unsigned char storage[64];
 };
 void kelCriticalSectionInit(KelCriticalSection* section);
 void kelCriticalSectionEnter(KelCriticalSection* section);
 void kelCriticalSectionLeave(KelCriticalSection* section);
+#endif
 
 // The process's Ctrl-C disposition (SIGINT), kept across code that would
 // take it: the embedded interpreter's signal module puts its own handler in

@@ -21,7 +21,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <new>
 #include <vector>
 
 namespace {
@@ -320,74 +319,28 @@ size_t kelWidePath(const char* nativePath, char16_t* out, size_t capacity)
 
 // ---- critical section ------------------------------------------------------
 
-namespace {
-
-// A re-entrant lock on the classic three-state futex word (0 free, 1 held,
-// 2 held and maybe waited for), an owner and a depth. Entering is one
-// compare-and-swap when the lock is free; leaving is one exchange, which sees
-// every waiter that marked the word before it, so no wake-up is lost. A
-// waiter sleeps at once instead of spinning: with more threads than cores,
-// spinning on a preempted holder only burns the holder's time.
-struct Section {
-    std::atomic<int> word;
-    std::atomic<unsigned long> owner;
-    int depth;
-};
-static_assert(sizeof(Section) <= sizeof(KelCriticalSection::storage), "the section must fit its storage");
-
-Section* sectionOf(KelCriticalSection* section)
-{
-    return std::launder(reinterpret_cast<Section*>(section->storage));
-}
-
-void acquireWord(std::atomic<int>& word)
-{
-    int expected = 0;
-    if (word.compare_exchange_strong(expected, 1, std::memory_order_acquire, std::memory_order_relaxed))
-        return;
-    // From here on the word says 2, so that the holder's release wakes a sleeper.
-    while (word.exchange(2, std::memory_order_acquire) != 0)
-        syscall(SYS_futex, reinterpret_cast<int*>(&word), FUTEX_WAIT_PRIVATE, 2, nullptr, nullptr, 0);
-}
-
-void releaseWord(std::atomic<int>& word)
-{
-    if (word.exchange(0, std::memory_order_release) == 2)
-        syscall(SYS_futex, reinterpret_cast<int*>(&word), FUTEX_WAKE_PRIVATE, 1, nullptr, nullptr, 0);
-}
-
-}  // namespace
+// Enter and leave are inline in platform.h; these are the roads that meet
+// another thread. A waiter sleeps at once instead of spinning: with more
+// threads than cores, spinning on a preempted holder only burns the holder's
+// time.
 
 void kelCriticalSectionInit(KelCriticalSection* section)
 {
-    Section* s = new (section->storage) Section;
-    s->word.store(0, std::memory_order_relaxed);
-    s->owner.store(0, std::memory_order_relaxed);
-    s->depth = 0;
+    section->word.store(0, std::memory_order_relaxed);
+    section->owner.store(nullptr, std::memory_order_relaxed);
+    section->depth = 0;
 }
 
-void kelCriticalSectionEnter(KelCriticalSection* section)
+void kelCriticalSectionWait(KelCriticalSection* section)
 {
-    Section* s = sectionOf(section);
-    // Only this thread can have stored its own id, so a relaxed read that
-    // finds it is proof that the lock is already ours.
-    unsigned long self = pthread_self();
-    if (s->owner.load(std::memory_order_relaxed) == self) {
-        ++s->depth;
-        return;
-    }
-    acquireWord(s->word);
-    s->owner.store(self, std::memory_order_relaxed);
-    s->depth = 1;
+    // From here on the word says 2, so that the holder's release wakes a sleeper.
+    while (section->word.exchange(2, std::memory_order_acquire) != 0)
+        syscall(SYS_futex, reinterpret_cast<int*>(&section->word), FUTEX_WAIT_PRIVATE, 2, nullptr, nullptr, 0);
 }
 
-void kelCriticalSectionLeave(KelCriticalSection* section)
+void kelCriticalSectionWake(KelCriticalSection* section)
 {
-    Section* s = sectionOf(section);
-    if (--s->depth > 0)
-        return;
-    s->owner.store(0, std::memory_order_relaxed);
-    releaseWord(s->word);
+    syscall(SYS_futex, reinterpret_cast<int*>(&section->word), FUTEX_WAKE_PRIVATE, 1, nullptr, nullptr, 0);
 }
 
 // ---- Ctrl-C disposition ----------------------------------------------------

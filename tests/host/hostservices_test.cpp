@@ -11,6 +11,7 @@
 #include "core/serviceprovider.h"
 #include "host/hostdatastore.h"
 #include "host/hostdirservice.h"
+#include "host/hostfilemagic.h"
 #include "host/hostmemory.h"
 #include "host/hostprovider.h"
 #include "host/hostreporting.h"
@@ -18,8 +19,10 @@
 #include "host/hosttranslator.h"
 #include "host/kelhost_app.h"
 #include "host/scriptcommands.h"
+#include "host/scriptvalues.h"
 #include "kel/componentid.h"
 #include "kel/hostservices.h"
+#include "kel/interfacenamelist.h"
 #include "kel/iptr.h"
 #include "kel/kelwidestring.h"
 #include "kel/qtxcstring.h"
@@ -27,6 +30,149 @@
 #include "tests/support/testprovider.h"
 
 namespace {
+
+struct ListedName {
+    std::string name;
+    int isClass;
+    std::string owner;
+};
+
+std::vector<ListedName> namesOf(const KelInterfaceNameList& list)
+{
+    std::vector<ListedName> names;
+    for (int i = 1; i <= list.entries->count; ++i) {
+        const KelInterfaceNameEntry& entry = list.entries->data[i];
+        names.push_back({entry.name.chars(), entry.isClass, entry.ownerClass.chars() ? entry.ownerClass.chars() : ""});
+    }
+    return names;
+}
+
+bool operator==(const ListedName& a, const ListedName& b)
+{
+    return a.name == b.name && a.isClass == b.isClass && a.owner == b.owner;
+}
+
+std::ostream& operator<<(std::ostream& out, const ListedName& entry)
+{
+    return out << entry.name << (entry.isClass ? " (class" : " (interface") << ", owner '" << entry.owner << "')";
+}
+
+// What a host object answers: its class name gives the object itself,
+// "IKelUnknown" and each of the interfaces I their base, any other name null;
+// a null name lists the class and the interfaces, and leaves the class on the
+// class stack.
+template <class... I, class T>
+void expectAnswersForItself(T* object, const char* className)
+{
+    SCOPED_TRACE(className);
+    void* out = nullptr;
+    object->queryInterface(className, &out, false);
+    EXPECT_EQ(out, static_cast<void*>(object));
+    object->queryInterface(IKelUnknown::interfaceName, &out, false);
+    EXPECT_EQ(out, static_cast<void*>(static_cast<IKelUnknown*>(object)));
+    const std::pair<const char*, void*> bases[] = {{I::interfaceName, static_cast<I*>(object)}...};
+    for (auto [name, base] : bases) {
+        object->queryInterface(name, &out, false);
+        EXPECT_EQ(out, base) << name;
+    }
+    for (const char* unknown : {"INothing", "", "IKelUnknow", "IKelUnknownX"}) {
+        out = object;
+        object->queryInterface(unknown, &out, false);
+        EXPECT_EQ(out, nullptr) << "'" << unknown << "'";
+    }
+
+    KelInterfaceNameList list;
+    object->queryInterface(nullptr, &list, false);
+    std::vector<ListedName> expected{{className, 1, ""}};
+    (expected.push_back({I::interfaceName, 0, className}), ...);
+    EXPECT_EQ(namesOf(list), expected);
+    ASSERT_EQ(list.classStack->count, 1);
+    EXPECT_STREQ(list.classStack->data[1].chars(), className);
+}
+
+bool noCommand(ScriptCall&)
+{
+    return true;
+}
+
+TEST(HostQueryTest, EveryHostObjectAnswersItsNamesAndListsThemForANullName)
+{
+    HostServiceProvider provider;
+    expectAnswersForItself<IKelServiceProvider>(&provider, "HostServiceProvider");
+    HostDataStore store;
+    expectAnswersForItself<IDataStore>(&store, "HostDataStore");
+    HostDirService directories;
+    expectAnswersForItself<IKelDirService>(&directories, "HostDirService");
+    HostFileMagic magic;
+    expectAnswersForItself<IQtxFileMagic>(&magic, "HostFileMagic");
+    HostMemChecker checker;
+    expectAnswersForItself<IMemChecker>(&checker, "HostMemChecker");
+    HostMemoryManager manager;
+    expectAnswersForItself<KelMM::IKelMManager>(&manager, "HostMemoryManager");
+    HostErrorService errors;
+    expectAnswersForItself<IKelErrorService>(&errors, "HostErrorService");
+    HostAssertHandler asserts;
+    expectAnswersForItself<IKelAssertHandlerCB>(&asserts, "HostAssertHandler");
+    HostStrSupport strings;
+    expectAnswersForItself<IKelStrSupport>(&strings, "HostStrSupport");
+    HostTranslatorService translators;
+    expectAnswersForItself<IKelTranslatorService>(&translators, "HostTranslatorService");
+
+    IPtr<HostScriptFactory> factory(new HostScriptFactory);
+    expectAnswersForItself<IScriptFactory>(factory.get(), "HostScriptFactory");
+    IPtr<HostBoolValue> boolValue(new HostBoolValue(true));
+    expectAnswersForItself<IScriptValueBool, IScriptValue>(boolValue.get(), "HostBoolValue");
+    IPtr<HostIntValue> intValue(new HostIntValue(1));
+    expectAnswersForItself<IScriptValueInt, IScriptValue>(intValue.get(), "HostIntValue");
+    IPtr<HostDoubleValue> doubleValue(new HostDoubleValue(1));
+    expectAnswersForItself<IScriptValueDouble, IScriptValue>(doubleValue.get(), "HostDoubleValue");
+    IPtr<HostStringValue> stringValue(new HostStringValue(KelCString("s")));
+    expectAnswersForItself<IScriptValueString, IScriptValue>(stringValue.get(), "HostStringValue");
+    IPtr<HostUnicodeValue> unicodeValue(new HostUnicodeValue(KelWideString("u")));
+    expectAnswersForItself<IScriptValueUnicodeString, IScriptValue>(unicodeValue.get(), "HostUnicodeValue");
+    IPtr<HostListValue> listValue(new HostListValue);
+    expectAnswersForItself<IScriptValueList, IScriptValue>(listValue.get(), "HostListValue");
+    IPtr<HostArgList> args(new HostArgList(false));
+    args->add(intValue.get());
+    expectAnswersForItself<IScriptActualArgList>(args.get(), "HostArgList");
+    expectAnswersForItself<IScriptActualArg>(dynamic_cast<HostActualArg*>(args->item(0)), "HostActualArg");
+
+    IPtr<HostCommand> command(new HostCommand("c", noCommand, "c()"));
+    expectAnswersForItself<IScriptCommand>(command.get(), "HostCommand");
+    expectAnswersForItself<IScriptPrototype>(dynamic_cast<HostPrototype*>(command->prototype()), "HostPrototype");
+    IPtr<HostCommandList> commands(new HostCommandList);
+    expectAnswersForItself<IScriptCommandList>(commands.get(), "HostCommandList");
+    IPtr<HostScript> script(new HostScript);
+    expectAnswersForItself<IScript>(script.get(), "HostScript");
+    IPtr<HostScriptEngine> engine(new HostScriptEngine);
+    expectAnswersForItself<IScriptEngine>(engine.get(), "HostScriptEngine");
+}
+
+TEST(HostQueryTest, TheTranslatorAnswersForItsBaseClassToo)
+{
+    HostTranslator translator;
+    void* out = nullptr;
+    translator.queryInterface("HostTranslator", &out, false);
+    EXPECT_EQ(out, static_cast<void*>(&translator));
+    translator.queryInterface("KelTrivialTranslator", &out, false);
+    EXPECT_EQ(out, static_cast<void*>(static_cast<KelTrivialTranslator*>(&translator)));
+    translator.queryInterface("IKelTranslator", &out, false);
+    EXPECT_EQ(out, static_cast<void*>(static_cast<IKelTranslator*>(&translator)));
+    translator.queryInterface("IKelUnknown", &out, false);
+    EXPECT_EQ(out, static_cast<void*>(static_cast<IKelUnknown*>(&translator)));
+    translator.queryInterface("INothing", &out, false);
+    EXPECT_EQ(out, nullptr);
+
+    // The walk enters the base class and leaves it again.
+    KelInterfaceNameList list;
+    translator.queryInterface(nullptr, &list, false);
+    EXPECT_EQ(namesOf(list), (std::vector<ListedName>{{"HostTranslator", 1, ""},
+                                                     {"KelTrivialTranslator", 1, "HostTranslator"},
+                                                     {"IKelTranslator", 0, "KelTrivialTranslator"}}));
+    ASSERT_EQ(list.classStack->count, 1);
+    EXPECT_STREQ(list.classStack->data[1].chars(), "HostTranslator");
+}
+
 TEST(HostProviderTest, LooksUpTheNamedBaseAndCountsAtomically)
 {
     HostServiceProvider* provider = new HostServiceProvider();

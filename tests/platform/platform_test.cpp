@@ -118,7 +118,7 @@ TEST(ReadFile, GivesTheBytesAsTheyAreInBlocks)
     TempDir dir;
     // Nothing is decoded or joined: a mark, CR LF, broken UTF-8 and zero bytes
     // come back as they are, across the 64 KiB blocks.
-    const std::string bytes = "\xef\xbb\xbfa\r\nb\xe2\x82" + std::string(70000, 'c') + std::string("\0\xff", 2);
+    const std::string bytes = "\xef\xbb\xbf" "a\r\nb\xe2\x82" + std::string(70000, 'c') + std::string("\0\xff", 2);
     std::ofstream(dir.file("script.py"), std::ios::binary) << bytes;
     std::vector<std::string> blocks;
     EXPECT_TRUE(kelReadFile(wide(dir.file("script.py")).c_str(), appendBlock, &blocks));
