@@ -217,7 +217,7 @@ namespace {
 
 // Bit per byte of the zero units in the aligned 16-byte block at `block`.
 // It may read past a terminator: see kelUnitLength.
-__attribute__((no_sanitize_address)) unsigned zeroUnits(const char16_t* block)
+__attribute__((no_sanitize("address", "thread"))) unsigned zeroUnits(const char16_t* block)
 {
     __m128i units = _mm_load_si128(reinterpret_cast<const __m128i*>(block));
     return static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi16(units, _mm_setzero_si128())));
@@ -227,9 +227,10 @@ __attribute__((no_sanitize_address)) unsigned zeroUnits(const char16_t* block)
 
 // Reads whole aligned blocks (16 bytes, then 64), which never cross a page,
 // so it may look past the terminator within the block that holds it. Those
-// bytes are not part of any object, which is why the address checker is told
-// to keep out of these functions.
-__attribute__((no_sanitize_address)) int32_t kelUnitLength(const char16_t* units)
+// bytes are not part of any object (they may be a neighbour's, freed or in
+// use by another thread), which is why the address and thread checkers are
+// told to keep out of these functions.
+__attribute__((no_sanitize("address", "thread"))) int32_t kelUnitLength(const char16_t* units)
 {
     auto address = reinterpret_cast<uintptr_t>(units);
     if (address % 2 != 0) {
