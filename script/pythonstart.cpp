@@ -143,10 +143,11 @@ void installInterruptHandler()
 {
     PyRef handler = PyRef::steal(PyCFunction_New(&interruptHandlerRow, nullptr));  // new reference
     // Importing the signal module and setting a handler both put Python's
-    // own handler into the process's SIGINT disposition.
+    // own handler into the process's SIGINT disposition. The C module alone:
+    // "signal" would bring enum and its kin into every start-up.
     KelInterruptDisposition disposition;
     kelSaveInterruptDisposition(&disposition);
-    PyRef module = handler ? PyRef::steal(PyImport_ImportModule("signal")) : PyRef();               // new reference
+    PyRef module = handler ? PyRef::steal(PyImport_ImportModule("_signal")) : PyRef();               // new reference
     PyRef number = module ? PyRef::steal(PyObject_GetAttrString(module.get(), "SIGINT")) : PyRef();  // new reference
     PyRef previous = number ? PyRef::steal(PyObject_CallMethod(module.get(), "signal", "OO", number.get(),
                                                                handler.get()))
