@@ -11,6 +11,8 @@
 #include <cstring>
 #include <thread>
 
+#include "host/hosttext.h"
+
 namespace {
 
 bool isAbsoluteFolder(const char* path)
@@ -141,21 +143,11 @@ ConsoleHistoryFile::ConsoleHistoryFile(std::string path, size_t limit) : path_(s
 
 std::vector<std::string> ConsoleHistoryFile::load() const
 {
-    std::vector<std::string> lines;
     Descriptor file(openRegular(path_, O_RDONLY));
     std::string text;
     if (file.get() < 0 || !lockFile(file.get(), LOCK_SH) || !readAll(file.get(), text))
-        return lines;
-    size_t start = newestLinesStart(text, limit_);
-    while (start < text.size()) {
-        size_t feed = text.find('\n', start);
-        if (feed == std::string::npos)
-            feed = text.size();
-        if (feed > start)
-            lines.push_back(text.substr(start, feed - start));
-        start = feed + 1;
-    }
-    return lines;
+        return {};
+    return hostNonEmptyLines(text, newestLinesStart(text, limit_));
 }
 
 std::string ConsoleHistoryFile::save(const std::vector<std::string>& lines) const

@@ -2,6 +2,7 @@
 #include "host/consolepython.h"
 
 #include "host/hostdatastore.h"
+#include "host/hosttext.h"
 #include "host/scriptcommands.h"
 #include "host/scriptrunner.h"
 #include "text/utf16text.h"
@@ -56,22 +57,12 @@ bool ConsolePython::start(HostCommandList& commands)
 
 std::vector<std::string> ConsolePython::complete(const std::string& before, const std::string& word)
 {
-    std::vector<std::string> found;
     if (!started_)
-        return found;
+        return {};
     store_.setStringState(kCompletionsState, KelWideString());
     // A bare except names nothing that a session could have rebound.
     runner_.runText("try:\n    _kelConsole.complete('" + hexOf(before) + "', '" + hexOf(word) +
                     "')\nexcept:\n    pass\n");
     const HostAppState* state = store_.state(kCompletionsState);
-    std::string text = state ? kelUtf8OfUnits(state->stringValue.chars(), KelLoneSurrogate::replace) : "";
-    for (size_t start = 0; start < text.size();) {
-        size_t end = text.find('\n', start);
-        if (end == std::string::npos)
-            end = text.size();
-        if (end > start)
-            found.push_back(text.substr(start, end - start));
-        start = end + 1;
-    }
-    return found;
+    return hostNonEmptyLines(state ? kelUtf8OfUnits(state->stringValue.chars(), KelLoneSurrogate::replace) : "");
 }
