@@ -17,7 +17,6 @@
 
 #include "host/hostsignals.h"
 #include "host/kelhost_app.h"
-#include "platform/platform.h"
 
 namespace {
 
@@ -118,11 +117,7 @@ private:
 
 KelInterruptScriptFunction kelHostInterruptFunction(KelHost& host)
 {
-    // The loader gives the library the host already loaded.
-    char reason[256] = {};
-    void* library = host.component() ? kelLoadLibrary(host.componentPath().c_str(), reason, sizeof reason) : nullptr;
-    return library ? reinterpret_cast<KelInterruptScriptFunction>(kelLibrarySymbol(library, kelInterruptScriptName))
-                   : nullptr;
+    return reinterpret_cast<KelInterruptScriptFunction>(host.componentSymbol(kelInterruptScriptName));
 }
 
 HostInterruptScope::HostInterruptScope(KelInterruptScriptFunction interrupt, double timeoutSeconds)

@@ -12,7 +12,6 @@
 #include "kel/kelfile.h"
 #include "kel/qtxcstring.h"
 #include "kel/iparameter.h"
-#include "platform/platform.h"
 
 namespace {
 
@@ -89,13 +88,8 @@ bool HostParameters::resolveFactory()
 {
     if (create_)
         return true;
-    if (!host_ || !host_->component())
-        return false;
-    // The loader gives the library the host already loaded.
-    char reason[256] = {};
-    void* library = kelLoadLibrary(host_->componentPath().c_str(), reason, sizeof reason);
-    if (library)
-        create_ = reinterpret_cast<CreateFunction>(kelLibrarySymbol(library, "kelCreateParameter"));
+    if (host_)
+        create_ = reinterpret_cast<CreateFunction>(host_->componentSymbol("kelCreateParameter"));
     return create_ != nullptr;
 }
 

@@ -196,6 +196,11 @@ IKelCompInternal* KelHost::componentInternal() const
     return kelQuery<IKelCompInternal>(component_.get());
 }
 
+void* KelHost::componentSymbol(const char* name) const
+{
+    return component_ && library_ ? kelLibrarySymbol(library_, name) : nullptr;
+}
+
 IKelUnknown* KelHost::createClass(const KelID& id, uint32_t* kind)
 {
     IKelUnknown* object = nullptr;

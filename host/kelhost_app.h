@@ -78,6 +78,9 @@ public:
     uint32_t version() const { return version_; }
     // createClass on the component; null with kind 0 for an unknown identity.
     IKelUnknown* createClass(const KelID& id, uint32_t* kind = nullptr);
+    // After start(): an export of the component library (kelCreateParameter,
+    // kelInterruptScript); null when it has none.
+    void* componentSymbol(const char* name) const;
 
     const KelHostOptions& options() const { return options_; }
     const std::string& componentPath() const { return componentPath_; }
