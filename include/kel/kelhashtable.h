@@ -45,23 +45,46 @@ struct KelTableReciprocals {
 };
 inline constexpr KelTableReciprocals kelTableReciprocals{};
 
+// Which prime of the table a bucket count is: a multiplicative hash gives
+// each of the 32 primes a slot of its own among 64 (checked below, when the
+// header is compiled), and the slot gives the prime's place.
+inline constexpr uint32_t kelTableSlotMultiplier = 0x237c9541u;
+inline constexpr int kelTableSlotOf(uint32_t size)
+{
+    return static_cast<int>(static_cast<uint32_t>(size * kelTableSlotMultiplier) >> 26);
+}
+struct KelTableSlots {
+    int8_t index[64];
+    bool distinct = true;
+    constexpr KelTableSlots() : index()
+    {
+        for (int8_t& slot : index)
+            slot = -1;
+        for (int i = 0; i < 32; ++i) {
+            int8_t& slot = index[kelTableSlotOf(kelTablePrimes[i])];
+            distinct = distinct && slot < 0;
+            slot = static_cast<int8_t>(i);
+        }
+    }
+};
+inline constexpr KelTableSlots kelTableSlots{};
+static_assert(kelTableSlots.distinct, "every prime of the table needs a slot of its own");
+
 // `hash` modulo `size`, the bucket of a key. A look-up does this on every
 // call, and a hardware divide is the slowest step of a short look-up, so the
-// remainder is computed from the prime's reciprocal. The primes have one bit
-// length each (2 and 3 share one), so the length finds the candidate; a count
-// that is not a prime of the table (a table built elsewhere with a count of
-// its own) is divided as it is, and 0 buckets give bucket 0.
+// remainder of a table prime is computed from its reciprocal; a count that
+// is not a prime of the table (a table built elsewhere with a count of its
+// own) is divided as it is, and 0 buckets give bucket 0. Plain C++, so that
+// every compiler a host may use builds this header.
 inline uint32_t kelBucketOf(uint32_t hash, uint32_t size)
 {
-    if (size == 0)
-        return 0;
-    const int bits = 32 - __builtin_clz(size);
-    const int index = bits - 1 - (size == 2 ? 1 : 0);
-    if (kelTablePrimes[index] != size)
-        return hash % size;
-    __extension__ typedef unsigned __int128 Wide;
-    const uint64_t low = kelTableReciprocals.of[index] * hash;
-    return static_cast<uint32_t>((static_cast<Wide>(low) * size) >> 64);
+    const int index = kelTableSlots.index[kelTableSlotOf(size)];
+    if (index < 0 || kelTablePrimes[index] != size)
+        return size ? hash % size : 0;
+    const uint64_t fraction = kelTableReciprocals.of[index] * hash;  // mod 2^64
+    // (fraction * size) >> 64, with neither partial product above 64 bits.
+    const uint64_t high = (fraction >> 32) * size + (((fraction & 0xFFFFFFFFu) * size) >> 32);
+    return static_cast<uint32_t>(high >> 32);
 }
 
 // Key equality: field by field for identities (operator==), byte for byte for
